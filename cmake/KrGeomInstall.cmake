@@ -1,0 +1,19 @@
+include(CMakePackageConfigHelpers)
+
+install(TARGETS krPlatform krGeom EXPORT krGeomTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/platform/include/kr ${PROJECT_SOURCE_DIR}/include/geom
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(DIRECTORY ${CMAKE_BINARY_DIR}/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+
+set(KRGEOM_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/krGeom)
+install(EXPORT krGeomTargets NAMESPACE krGeom:: DESTINATION ${KRGEOM_CMAKE_DIR})
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/krGeomConfig.cmake.in
+  ${CMAKE_BINARY_DIR}/krGeomConfig.cmake INSTALL_DESTINATION ${KRGEOM_CMAKE_DIR})
+write_basic_package_version_file(${CMAKE_BINARY_DIR}/krGeomConfigVersion.cmake
+  COMPATIBILITY SameMajorVersion)
+install(FILES ${CMAKE_BINARY_DIR}/krGeomConfig.cmake ${CMAKE_BINARY_DIR}/krGeomConfigVersion.cmake
+  DESTINATION ${KRGEOM_CMAKE_DIR})

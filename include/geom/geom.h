@@ -1,0 +1,6 @@
+// Everything the geometry library exports, and the platform headers it uses.
+#pragma once
+
+#include <geom/entity.h>
+#include <geom/meshes.h>
+#include <geom/spatial.h>

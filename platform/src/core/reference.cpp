@@ -1,0 +1,9 @@
+#include <kr/reference.h>
+
+namespace kr {
+
+ReferenceCount::~ReferenceCount() { assert(count_ == 0 && "object destroyed while referenced"); }
+
+ImplBase::~ImplBase() = default;
+
+}  // namespace kr
