@@ -2,3 +2,8 @@
 #pragma once
 
 #include <geom/entity.h>
+#include <geom/meshes/compact_mesh.h>
+#include <geom/meshes/mesh_modification.h>
+#include <geom/meshes/mesh_sequence.h>
+#include <geom/meshes/point_mesh.h>
+#include <geom/meshes/remap.h>

@@ -2,3 +2,5 @@
 #pragma once
 
 #include <geom/entity.h>
+#include <geom/spatial/bounding_box.h>
+#include <geom/spatial/sphere.h>

@@ -1,10 +1,9 @@
-#include <geom/export.h>
-#include <kr/debug_channel.h>
+#include <geom/foundation/entity.h>
 
 namespace krGeom {
 
 // The library's one diagnostic channel, made on first use (thread-safe static initialisation).
-KRGEOM_EXPORT krOS::DebugChannel& debugChannel() {
+krOS::DebugChannel& debugChannel() {
   static krOS::DebugChannel channel("krGeom");
   return channel;
 }

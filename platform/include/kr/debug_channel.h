@@ -40,7 +40,9 @@ class KR_PLATFORM_EXPORT DebugChannel {
   void vprint(const char* fmt, std::va_list args) const;
 
   // Replaces the sink; an empty function restores standard error.
-  void setSink(Sink sink) { sink_ = std::move(sink); }
+  void setSink(Sink sink) {
+    sink_ = std::move(sink);
+  }
 
  private:
   std::string name_;

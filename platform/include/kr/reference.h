@@ -56,8 +56,8 @@ class Reference {
   Reference(const Reference& o) noexcept : Reference(o.p_) {}
   Reference(Reference&& o) noexcept : p_(std::exchange(o.p_, nullptr)) {}
   template <class U>
-    requires std::is_convertible_v<U*, T*>
-  Reference(const Reference<U>& o) noexcept : Reference(o.get()) {}
+  requires std::is_convertible_v<U*, T*> Reference(const Reference<U>& o)
+  noexcept : Reference(o.get()) {}
   ~Reference() { reset(); }
 
   Reference& operator=(const Reference& o) noexcept {

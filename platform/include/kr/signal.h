@@ -50,7 +50,7 @@ class KR_PLATFORM_EXPORT SignalBase {
 
    protected:
     connectionItem() = default;
-    virtual ~connectionItem() = default;
+    virtual ~connectionItem();
 
    private:
     friend class SignalBase;
@@ -87,6 +87,18 @@ class KR_PLATFORM_EXPORT SignalBase {
   connectionItem* head() const noexcept { return head_; }
   // Appends an item to the list and returns a handle on it.
   Connection append(connectionItem* item);
+
+  // Holds an item locked for the duration of one delivery.
+  class Pin {
+   public:
+    explicit Pin(connectionItem* item) noexcept : item_(item) { item_->lock(); }
+    Pin(const Pin&) = delete;
+    Pin& operator=(const Pin&) = delete;
+    ~Pin() { item_->unlock(); }
+
+   private:
+    connectionItem* item_;
+  };
 
  private:
   void unlink(connectionItem* item) noexcept;
@@ -164,14 +176,13 @@ class Signal : public SignalBase {
     return append(new Slot<std::decay_t<F>>(std::forward<F>(f)));
   }
 
-  // Delivers the arguments to every active observer, in list order.
+  // Delivers the arguments to every active observer, in list order. An exception thrown by an
+  // observer ends the delivery and propagates; the item it came from is unpinned on the way out.
   void emit(Args... args) const {
     for (connectionItem* it = head(); it != nullptr;) {
-      it->lock();
+      Pin pin(it);
       if (it->active()) static_cast<Receiver*>(it)->receive(args...);
-      connectionItem* next = it->next();
-      it->unlock();
-      it = next;
+      it = it->next();
     }
   }
   void operator()(Args... args) const { emit(args...); }

@@ -26,14 +26,28 @@ class KR_PLATFORM_EXPORT CString {
       ;
   static CString vformat(const char* fmt, std::va_list args);
 
-  const char* c_str() const noexcept { return s_.c_str(); }
-  const std::string& str() const noexcept { return s_; }
-  std::size_t length() const noexcept { return s_.size(); }
-  bool empty() const noexcept { return s_.empty(); }
-  void swap(CString& o) noexcept { s_.swap(o.s_); }
+  const char* c_str() const noexcept {
+    return s_.c_str();
+  }
+  const std::string& str() const noexcept {
+    return s_;
+  }
+  std::size_t length() const noexcept {
+    return s_.size();
+  }
+  bool empty() const noexcept {
+    return s_.empty();
+  }
+  void swap(CString& o) noexcept {
+    s_.swap(o.s_);
+  }
 
-  friend bool operator==(const CString& a, const CString& b) noexcept { return a.s_ == b.s_; }
-  friend bool operator==(const CString& a, const char* b) noexcept { return a.s_ == (b ? b : ""); }
+  friend bool operator==(const CString& a, const CString& b) noexcept {
+    return a.s_ == b.s_;
+  }
+  friend bool operator==(const CString& a, const char* b) noexcept {
+    return a.s_ == (b ? b : "");
+  }
   friend std::strong_ordering operator<=>(const CString& a, const CString& b) noexcept {
     return a.s_.compare(b.s_) <=> 0;
   }
@@ -43,8 +57,12 @@ class KR_PLATFORM_EXPORT CString {
 };
 
 // Exact, case-sensitive equality.
-inline bool equal(const CString& a, const CString& b) noexcept { return a == b; }
+inline bool equal(const CString& a, const CString& b) noexcept {
+  return a == b;
+}
 // Byte-wise ordering, as strcmp.
-inline bool less(const CString& a, const CString& b) noexcept { return a < b; }
+inline bool less(const CString& a, const CString& b) noexcept {
+  return a < b;
+}
 
 }  // namespace krString

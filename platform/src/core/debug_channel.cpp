@@ -1,7 +1,7 @@
 #include <kr/debug_channel.h>
 
-#include <cstdio>
 #include <kr/string.h>
+#include <cstdio>
 
 namespace krOS {
 

@@ -2,7 +2,9 @@
 
 namespace kr {
 
-ReferenceCount::~ReferenceCount() { assert(count_ == 0 && "object destroyed while referenced"); }
+ReferenceCount::~ReferenceCount() {
+  assert(count_ == 0 && "object destroyed while referenced");
+}
 
 ImplBase::~ImplBase() = default;
 

@@ -2,6 +2,8 @@
 
 namespace krRTB {
 
+SignalBase::connectionItem::~connectionItem() = default;
+
 void SignalBase::connectionItem::unlock() noexcept {
   if (--locks_ == 0 && disconnected_ && linked_ && owner_) owner_->unlink(this);
   release();
@@ -29,7 +31,9 @@ SignalBase::~SignalBase() {
   }
 }
 
-bool SignalBase::empty() const noexcept { return numConnections() == 0; }
+bool SignalBase::empty() const noexcept {
+  return numConnections() == 0;
+}
 
 int SignalBase::numConnections() const noexcept {
   int n = 0;

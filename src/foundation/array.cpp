@@ -1,0 +1,7 @@
+#include <geom/foundation/array.h>
+
+namespace krGeom {
+
+ArrayAllocator::~ArrayAllocator() = default;
+
+}  // namespace krGeom
