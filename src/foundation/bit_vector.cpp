@@ -79,7 +79,8 @@ void BitVector::resize(int size) {
 }
 
 unsigned int BitVector::isBitSet(int i) const {
-  assert(i >= 0 && i < size_);
+  // Reading may reach the spare bits of the last word (setAllBits sets them).
+  assert(i >= 0 && i < numInts(size_) * 32);
   return bits_[i / 32] & bitMask(i);
 }
 

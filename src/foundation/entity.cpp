@@ -32,9 +32,12 @@ Entity::Entity(const Entity& other) : kr::ReferenceCount(other) {
   ++activeEntities;
 }
 
-Entity::~Entity() {
+Entity::~Entity() noexcept(false) {
+  // The counter falls after the notice, even when an observer's exception cuts the notice short.
+  struct Uncount {
+    ~Uncount() { --activeEntities; }
+  } uncount;
   destroyedSignal.emit(this);
-  --activeEntities;
 }
 
 void Entity::sendMessage(EntityModification& m) const {

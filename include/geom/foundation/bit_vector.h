@@ -51,6 +51,7 @@ class KRGEOM_EXPORT BitVector {
 
   // --- Single bits ---
   // 0 when bit i is clear, else the bit's own value 1 << (i % 32), not 1: test for non-zero.
+  // i may also name a spare bit of the last word.
   unsigned int isBitSet(int i) const;
   // Sets bit i, counting it only when it was clear.
   void setBit(int i);

@@ -87,8 +87,10 @@ class KRGEOM_EXPORT Entity : public kr::ReferenceCount {
   // --- Signals (connect observers directly; delivery is in connection order) ---
 
   // Emitted once, from the destructor, with the entity's address; it goes out before the
-  // active-entity counter falls and before any signal is torn down. Observers must not throw
-  // (the destructor is noexcept) and must not use the entity beyond its address.
+  // active-entity counter falls and before any signal is torn down. An exception thrown by an
+  // observer ends the delivery and propagates out of the destructor once the entity is fully
+  // torn down (counter lowered, members destroyed, memory released). Observers must not use the
+  // entity beyond its address.
   krRTB::Signal<const Entity*> destroyedSignal;
   // Carries modification notices (see sendMessage and resendMessage).
   krRTB::Signal<EntityModification&> modifiedSignal;
@@ -105,8 +107,9 @@ class KRGEOM_EXPORT Entity : public kr::ReferenceCount {
   Entity(const Entity&);
   // Leaves signals and reference count alone.
   Entity& operator=(const Entity&) noexcept { return *this; }
-  // Sends the destroy notice, then counts one fewer active entity.
-  ~Entity() override;
+  // Sends the destroy notice, then counts one fewer active entity (also when an observer throws;
+  // the exception then propagates, which is why this destructor is not noexcept).
+  ~Entity() noexcept(false) override;
 
   // --- Notices (sending does not change the entity) ---
 

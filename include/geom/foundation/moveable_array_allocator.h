@@ -14,16 +14,12 @@
 
 #include <geom/export.h>
 #include <geom/foundation/array.h>
+#include <kr/moveable.h>
 
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <vector>
-
-namespace krOS {
-class MoveableAllocator;
-class MoveableChunk;
-}  // namespace krOS
 
 namespace krGeom {
 

@@ -8,6 +8,9 @@
 // The count is a plain 32-bit integer: objects are used from one thread at a time. Copying an
 // object gives the copy a fresh count of zero; assigning one object to another leaves both counts
 // alone. Debug builds assert that an object is not destroyed while references to it remain.
+//
+// Destructors of counted objects may throw (an entity's destroy notice passes on an observer's
+// exception), so releasing a reference is not noexcept: the exception reaches whoever let go.
 #pragma once
 
 #include <kr/export.h>
@@ -32,7 +35,7 @@ class KR_PLATFORM_EXPORT ReferenceCount {
   // The number of references currently held.
   std::int32_t refs() const noexcept { return count_; }
 
-  virtual ~ReferenceCount();
+  virtual ~ReferenceCount() noexcept(false);
 
  protected:
   ReferenceCount() noexcept = default;
@@ -58,23 +61,23 @@ class Reference {
   template <class U>
   requires std::is_convertible_v<U*, T*> Reference(const Reference<U>& o)
   noexcept : Reference(o.get()) {}
-  ~Reference() { reset(); }
+  ~Reference() noexcept(false) { reset(); }
 
-  Reference& operator=(const Reference& o) noexcept {
+  Reference& operator=(const Reference& o) {
     Reference(o).swap(*this);
     return *this;
   }
-  Reference& operator=(Reference&& o) noexcept {
+  Reference& operator=(Reference&& o) {
     Reference(std::move(o)).swap(*this);
     return *this;
   }
-  Reference& operator=(T* p) noexcept {
+  Reference& operator=(T* p) {
     Reference(p).swap(*this);
     return *this;
   }
 
   // Releases the held reference, if any.
-  void reset() noexcept {
+  void reset() {
     if (T* p = std::exchange(p_, nullptr)) p->unref();
   }
   void swap(Reference& o) noexcept { std::swap(p_, o.p_); }

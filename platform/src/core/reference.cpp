@@ -2,7 +2,7 @@
 
 namespace kr {
 
-ReferenceCount::~ReferenceCount() {
+ReferenceCount::~ReferenceCount() noexcept(false) {
   assert(count_ == 0 && "object destroyed while referenced");
 }
 

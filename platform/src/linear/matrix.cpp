@@ -1,9 +1,8 @@
 #include <kr/linear/matrix.h>
 
-#include "singular.h"
+#include "matrix_support.h"
 
 #include <cmath>
-#include <limits>
 
 namespace krLinear {
 
@@ -78,12 +77,7 @@ bool AffineMatrix::invert() noexcept {
 }
 
 AffineMatrix AffineMatrix::inverse() const noexcept {
-  AffineMatrix inv = *this;
-  if (!inv.invert()) {
-    constexpr double nan = std::numeric_limits<double>::quiet_NaN();
-    for (int r = 0; r < 4; ++r) inv.setRow(r, {nan, nan, nan});
-  }
-  return inv;
+  return detail::inverseOrNaN<4, 3>(*this);
 }
 
 bool AffineMatrix::normalMatrix(AffineMatrix& result) const noexcept {
@@ -110,9 +104,7 @@ AffineMatrix operator*(const AffineMatrix& a, const AffineMatrix& b) noexcept {
 }
 
 bool equivalent(const AffineMatrix& a, const AffineMatrix& b, double tolerance) noexcept {
-  for (int i = 0; i < 12; ++i)
-    if (!(std::abs(a.data()[i] - b.data()[i]) <= tolerance)) return false;
-  return true;
+  return detail::elementsWithin(a.data(), b.data(), 12, tolerance);
 }
 
 }  // namespace krLinear

@@ -1,9 +1,6 @@
 #include <kr/linear/matrix2.h>
 
-#include "singular.h"
-
-#include <cmath>
-#include <limits>
+#include "matrix_support.h"
 
 namespace krLinear {
 
@@ -24,12 +21,7 @@ bool AffineMatrix2::invert() noexcept {
 }
 
 AffineMatrix2 AffineMatrix2::inverse() const noexcept {
-  AffineMatrix2 inv = *this;
-  if (!inv.invert()) {
-    for (int r = 0; r < 3; ++r)
-      for (int c = 0; c < 2; ++c) inv(r, c) = std::numeric_limits<double>::quiet_NaN();
-  }
-  return inv;
+  return detail::inverseOrNaN<3, 2>(*this);
 }
 
 AffineMatrix2& AffineMatrix2::operator*=(const AffineMatrix2& b) noexcept {
@@ -50,9 +42,7 @@ AffineMatrix2 operator*(const AffineMatrix2& a, const AffineMatrix2& b) noexcept
 }
 
 bool equivalent(const AffineMatrix2& a, const AffineMatrix2& b, double tolerance) noexcept {
-  for (int i = 0; i < 6; ++i)
-    if (!(std::abs(a.data()[i] - b.data()[i]) <= tolerance)) return false;
-  return true;
+  return detail::elementsWithin(a.data(), b.data(), 6, tolerance);
 }
 
 }  // namespace krLinear

@@ -1,9 +1,8 @@
 #include <kr/linear/proj_matrix.h>
 
-#include "singular.h"
+#include "matrix_support.h"
 
 #include <cmath>
-#include <limits>
 #include <utility>
 
 namespace krLinear {
@@ -77,12 +76,7 @@ bool ProjMatrix::invert() noexcept {
 }
 
 ProjMatrix ProjMatrix::inverse() const noexcept {
-  ProjMatrix inv = *this;
-  if (!inv.invert()) {
-    for (int r = 0; r < 4; ++r)
-      for (int c = 0; c < 4; ++c) inv(r, c) = std::numeric_limits<double>::quiet_NaN();
-  }
-  return inv;
+  return detail::inverseOrNaN<4, 4>(*this);
 }
 
 ProjMatrix& ProjMatrix::operator*=(const ProjMatrix& b) noexcept {
@@ -98,9 +92,7 @@ ProjMatrix operator*(const ProjMatrix& a, const ProjMatrix& b) noexcept {
 }
 
 bool equivalent(const ProjMatrix& a, const ProjMatrix& b, double tolerance) noexcept {
-  for (int i = 0; i < 16; ++i)
-    if (!(std::abs(a.data()[i] - b.data()[i]) <= tolerance)) return false;
-  return true;
+  return detail::elementsWithin(a.data(), b.data(), 16, tolerance);
 }
 
 }  // namespace krLinear

@@ -18,6 +18,21 @@ bool intersectAxis(double aLo, double aHi, double bLo, double bHi, double tolera
   return true;
 }
 
+// Intersects N-axis ranges axis by axis; they meet only when every axis does.
+template <int N, class Range>
+bool intersectAxes(const Range& a, const Range& b, Range& result, double tolerance) {
+  auto lo = a.lower(), hi = a.upper();
+  bool meet = !a.isEmpty() && !b.isEmpty();
+  for (int i = 0; meet && i < N; ++i)
+    meet = intersectAxis(a.lower()[i], a.upper()[i], b.lower()[i], b.upper()[i], tolerance, lo[i],
+                         hi[i]);
+  if (meet)
+    result.set(lo, hi);
+  else
+    result.setEmpty();
+  return meet;
+}
+
 }  // namespace
 
 bool intersect(const Range1d& a, const Range1d& b, Range1d& result, double tolerance) noexcept {
@@ -32,29 +47,11 @@ bool intersect(const Range1d& a, const Range1d& b, Range1d& result, double toler
 }
 
 bool intersect(const Range2d& a, const Range2d& b, Range2d& result, double tolerance) noexcept {
-  Point2 lo, hi;
-  bool meet = !a.isEmpty() && !b.isEmpty();
-  for (int i = 0; meet && i < 2; ++i)
-    meet = intersectAxis(a.lower()[i], a.upper()[i], b.lower()[i], b.upper()[i], tolerance, lo[i],
-                         hi[i]);
-  if (meet)
-    result.set(lo, hi);
-  else
-    result.setEmpty();
-  return meet;
+  return intersectAxes<2>(a, b, result, tolerance);
 }
 
 bool intersect(const Range3d& a, const Range3d& b, Range3d& result, double tolerance) noexcept {
-  Point lo, hi;
-  bool meet = !a.isEmpty() && !b.isEmpty();
-  for (int i = 0; meet && i < 3; ++i)
-    meet = intersectAxis(a.lower()[i], a.upper()[i], b.lower()[i], b.upper()[i], tolerance, lo[i],
-                         hi[i]);
-  if (meet)
-    result.set(lo, hi);
-  else
-    result.setEmpty();
-  return meet;
+  return intersectAxes<3>(a, b, result, tolerance);
 }
 
 Range1d intersect(const Range1d& a, const Range1d& b, double tolerance) noexcept {

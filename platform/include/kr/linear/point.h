@@ -13,54 +13,27 @@
 namespace krLinear {
 
 // A 3D point of doubles. Default: the origin.
-class Point {
+class Point : public detail::Triple<Point, double> {
  public:
-  // Construction
-  constexpr Point() noexcept = default;
-  constexpr Point(double x, double y, double z) noexcept : v_{x, y, z} {}
-  // From three consecutive doubles x, y, z.
-  explicit constexpr Point(const double* xyz) noexcept : v_{xyz[0], xyz[1], xyz[2]} {}
+  // From Triple: construction from x, y, z or (explicit) three consecutive doubles, and the
+  // coordinates x(), y(), z(), [i], data(), get(out), set(x, y, z).
+  using Triple::Triple;
 
   // The origin (0, 0, 0).
   static constexpr Point origin() noexcept { return {}; }
 
-  // Components (read and write); i in 0..2.
-  constexpr double x() const noexcept { return v_[0]; }
-  constexpr double y() const noexcept { return v_[1]; }
-  constexpr double z() const noexcept { return v_[2]; }
-  constexpr double& x() noexcept { return v_[0]; }
-  constexpr double& y() noexcept { return v_[1]; }
-  constexpr double& z() noexcept { return v_[2]; }
-  constexpr double operator[](int i) const noexcept { return v_[i]; }
-  constexpr double& operator[](int i) noexcept { return v_[i]; }
-  // The three coordinates as a contiguous array.
-  constexpr const double* data() const noexcept { return v_; }
-  constexpr void set(double x, double y, double z) noexcept { *this = Point(x, y, z); }
+  // set(x, y, z) from Triple, and set from three consecutive values.
+  using Triple::set;
   constexpr void set(const double* xyz) noexcept { *this = Point(xyz); }
-  // Writes x, y, z to out[0..2].
-  constexpr void get(double* out) const noexcept {
-    out[0] = v_[0];
-    out[1] = v_[1];
-    out[2] = v_[2];
-  }
   // The position vector from the origin to this point.
-  constexpr Vector toVector() const noexcept { return {v_[0], v_[1], v_[2]}; }
+  constexpr Vector toVector() const noexcept { return {x(), y(), z()}; }
 
   // Moving by a vector
-  constexpr Point& operator+=(const Vector& d) noexcept {
-    for (int i = 0; i < 3; ++i) v_[i] += d[i];
-    return *this;
-  }
-  constexpr Point& operator-=(const Vector& d) noexcept {
-    for (int i = 0; i < 3; ++i) v_[i] -= d[i];
-    return *this;
-  }
+  constexpr Point& operator+=(const Vector& d) noexcept { return addEach(d); }
+  constexpr Point& operator-=(const Vector& d) noexcept { return subtractEach(d); }
 
   // Exact coordinate-wise equality; see equivalent() for a tolerant test.
   constexpr bool operator==(const Point&) const noexcept = default;
-
- private:
-  double v_[3] = {0.0, 0.0, 0.0};
 };
 
 constexpr Vector operator-(const Point& a, const Point& b) noexcept {

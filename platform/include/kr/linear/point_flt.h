@@ -17,54 +17,26 @@
 namespace krLinear {
 
 // A 3D vector of floats. Default: zero.
-class VectorFlt {
+class VectorFlt : public detail::Triple<VectorFlt, float> {
  public:
+  // From Triple: construction from x, y, z or (explicit) three consecutive floats, and the
+  // components x(), y(), z(), [i], data(), get(out), set(x, y, z).
+  using Triple::Triple;
   constexpr VectorFlt() noexcept = default;
-  constexpr VectorFlt(float x, float y, float z) noexcept : v_{x, y, z} {}
-  explicit constexpr VectorFlt(const float* xyz) noexcept : v_{xyz[0], xyz[1], xyz[2]} {}
   // Rounds each component to the nearest float.
   explicit constexpr VectorFlt(const Vector& v) noexcept
-      : v_{static_cast<float>(v.x()), static_cast<float>(v.y()), static_cast<float>(v.z())} {}
+      : Triple(static_cast<float>(v.x()), static_cast<float>(v.y()), static_cast<float>(v.z())) {}
   // Exact widening to double.
-  constexpr operator Vector() const noexcept { return {v_[0], v_[1], v_[2]}; }
-
-  constexpr float x() const noexcept { return v_[0]; }
-  constexpr float y() const noexcept { return v_[1]; }
-  constexpr float z() const noexcept { return v_[2]; }
-  constexpr float& x() noexcept { return v_[0]; }
-  constexpr float& y() noexcept { return v_[1]; }
-  constexpr float& z() noexcept { return v_[2]; }
-  constexpr float operator[](int i) const noexcept { return v_[i]; }
-  constexpr float& operator[](int i) noexcept { return v_[i]; }
-  constexpr const float* data() const noexcept { return v_; }
-  // Writes x, y, z to out[0..2].
-  constexpr void get(float* out) const noexcept {
-    out[0] = v_[0];
-    out[1] = v_[1];
-    out[2] = v_[2];
-  }
-  constexpr void set(float x, float y, float z) noexcept { *this = VectorFlt(x, y, z); }
+  constexpr operator Vector() const noexcept { return {x(), y(), z()}; }
 
   // Length, computed in float.
-  float length() const noexcept { return std::sqrt(v_[0] * v_[0] + v_[1] * v_[1] + v_[2] * v_[2]); }
+  float length() const noexcept { return std::sqrt(x() * x() + y() * y() + z() * z()); }
 
-  constexpr VectorFlt& operator+=(const VectorFlt& o) noexcept {
-    for (int i = 0; i < 3; ++i) v_[i] += o.v_[i];
-    return *this;
-  }
-  constexpr VectorFlt& operator-=(const VectorFlt& o) noexcept {
-    for (int i = 0; i < 3; ++i) v_[i] -= o.v_[i];
-    return *this;
-  }
-  constexpr VectorFlt& operator*=(float s) noexcept {
-    for (float& c : v_) c *= s;
-    return *this;
-  }
+  constexpr VectorFlt& operator+=(const VectorFlt& o) noexcept { return addEach(o); }
+  constexpr VectorFlt& operator-=(const VectorFlt& o) noexcept { return subtractEach(o); }
+  constexpr VectorFlt& operator*=(float s) noexcept { return scaleEach(s); }
 
   constexpr bool operator==(const VectorFlt&) const noexcept = default;
-
- private:
-  float v_[3] = {0.0f, 0.0f, 0.0f};
 };
 
 constexpr VectorFlt operator+(VectorFlt a, const VectorFlt& b) noexcept {
@@ -81,48 +53,26 @@ constexpr VectorFlt operator*(float s, VectorFlt a) noexcept {
 }
 
 // A 3D point of floats. Default: the origin.
-class PointFlt {
+class PointFlt : public detail::Triple<PointFlt, float> {
  public:
+  // From Triple: construction from x, y, z or (explicit) three consecutive floats, and the
+  // coordinates x(), y(), z(), [i], data(), get(out), set(x, y, z).
+  using Triple::Triple;
   constexpr PointFlt() noexcept = default;
-  constexpr PointFlt(float x, float y, float z) noexcept : v_{x, y, z} {}
-  explicit constexpr PointFlt(const float* xyz) noexcept : v_{xyz[0], xyz[1], xyz[2]} {}
   // Rounds each coordinate to the nearest float.
   explicit constexpr PointFlt(const Point& p) noexcept
-      : v_{static_cast<float>(p.x()), static_cast<float>(p.y()), static_cast<float>(p.z())} {}
+      : Triple(static_cast<float>(p.x()), static_cast<float>(p.y()), static_cast<float>(p.z())) {}
   // Exact widening to double.
-  constexpr operator Point() const noexcept { return {v_[0], v_[1], v_[2]}; }
+  constexpr operator Point() const noexcept { return {x(), y(), z()}; }
 
-  constexpr float x() const noexcept { return v_[0]; }
-  constexpr float y() const noexcept { return v_[1]; }
-  constexpr float z() const noexcept { return v_[2]; }
-  constexpr float& x() noexcept { return v_[0]; }
-  constexpr float& y() noexcept { return v_[1]; }
-  constexpr float& z() noexcept { return v_[2]; }
-  constexpr float operator[](int i) const noexcept { return v_[i]; }
-  constexpr float& operator[](int i) noexcept { return v_[i]; }
-  constexpr const float* data() const noexcept { return v_; }
-  // Writes x, y, z to out[0..2].
-  constexpr void get(float* out) const noexcept {
-    out[0] = v_[0];
-    out[1] = v_[1];
-    out[2] = v_[2];
-  }
-  constexpr void set(float x, float y, float z) noexcept { *this = PointFlt(x, y, z); }
+  // set(x, y, z) from Triple, and set from three consecutive values.
+  using Triple::set;
   constexpr void set(const float* xyz) noexcept { *this = PointFlt(xyz); }
 
-  constexpr PointFlt& operator+=(const VectorFlt& d) noexcept {
-    for (int i = 0; i < 3; ++i) v_[i] += d[i];
-    return *this;
-  }
-  constexpr PointFlt& operator-=(const VectorFlt& d) noexcept {
-    for (int i = 0; i < 3; ++i) v_[i] -= d[i];
-    return *this;
-  }
+  constexpr PointFlt& operator+=(const VectorFlt& d) noexcept { return addEach(d); }
+  constexpr PointFlt& operator-=(const VectorFlt& d) noexcept { return subtractEach(d); }
 
   constexpr bool operator==(const PointFlt&) const noexcept = default;
-
- private:
-  float v_[3] = {0.0f, 0.0f, 0.0f};
 };
 
 constexpr VectorFlt operator-(const PointFlt& a, const PointFlt& b) noexcept {

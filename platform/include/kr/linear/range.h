@@ -27,10 +27,6 @@ namespace krLinear {
 
 namespace detail {
 inline constexpr double kInfinity = std::numeric_limits<double>::infinity();
-// Extent of one axis: 0 for an empty axis, so that size() of an empty range is zero.
-constexpr double axisSize(double lo, double hi) noexcept {
-  return lo > hi ? 0.0 : hi - lo;
-}
 }  // namespace detail
 
 // A closed interval [lower, upper] of doubles.
@@ -64,7 +60,7 @@ class Range1d {
 
   // Measures
   // upper − lower; 0 when empty.
-  constexpr double size() const noexcept { return detail::axisSize(lo_, hi_); }
+  constexpr double size() const noexcept { return lo_ > hi_ ? 0.0 : hi_ - lo_; }
   // (lower + upper) / 2; meaningful for bounded, non-empty intervals only.
   constexpr double mid() const noexcept { return (lo_ + hi_) * 0.5; }
   // True when lower ≤ v ≤ upper.
@@ -90,142 +86,114 @@ class Range1d {
   double hi_ = -detail::kInfinity;
 };
 
-// An axis-aligned rectangle of doubles.
-class Range2d {
+namespace detail {
+
+// The bounds and operations Range2d and Range3d share. Derived is the concrete range, Corner the
+// type of its corners (Point2 or Point), Size the matching vector type and N the number of axes.
+template <class Derived, class Corner, class Size, int N>
+class BoxRange {
  public:
-  // The empty rectangle.
-  constexpr Range2d() noexcept
-      : lo_(detail::kInfinity, detail::kInfinity), hi_(-detail::kInfinity, -detail::kInfinity) {}
-  // From the lower and upper corners; lower > upper on an axis gives an empty rectangle.
-  constexpr Range2d(const Point2& lower, const Point2& upper) noexcept : lo_(lower), hi_(upper) {}
+  // The empty range.
+  constexpr BoxRange() noexcept { setEmpty(); }
+  // From the lower and upper corners; lower > upper on an axis gives an empty range.
+  constexpr BoxRange(const Corner& lower, const Corner& upper) noexcept : lo_(lower), hi_(upper) {}
 
   // Bounds
-  constexpr const Point2& lower() const noexcept { return lo_; }
-  constexpr const Point2& upper() const noexcept { return hi_; }
-  constexpr void set(const Point2& lower, const Point2& upper) noexcept {
+  constexpr const Corner& lower() const noexcept { return lo_; }
+  constexpr const Corner& upper() const noexcept { return hi_; }
+  constexpr void set(const Corner& lower, const Corner& upper) noexcept {
     lo_ = lower;
     hi_ = upper;
   }
   // The single point p.
-  constexpr void set(const Point2& p) noexcept { set(p, p); }
-  // The interval of one axis (0 x, 1 y).
-  constexpr Range1d axis(int i) const noexcept { return {lo_[i], hi_[i]}; }
-
-  // States
-  constexpr void setEmpty() noexcept { *this = Range2d(); }
-  constexpr void setUnbounded() noexcept {
-    set({-detail::kInfinity, -detail::kInfinity}, {detail::kInfinity, detail::kInfinity});
-  }
-  constexpr bool isEmpty() const noexcept { return lo_.x() > hi_.x() || lo_.y() > hi_.y(); }
-  constexpr bool isUnbounded() const noexcept {
-    return axis(0).isUnbounded() && axis(1).isUnbounded();
-  }
-
-  // Measures
-  // upper − lower per axis; 0 on an empty axis.
-  constexpr Vector2 size() const noexcept {
-    return {detail::axisSize(lo_.x(), hi_.x()), detail::axisSize(lo_.y(), hi_.y())};
-  }
-  // The centre; meaningful for bounded, non-empty rectangles only.
-  constexpr Point2 mid() const noexcept {
-    return {(lo_.x() + hi_.x()) * 0.5, (lo_.y() + hi_.y()) * 0.5};
-  }
-  // True when p lies in the closed rectangle.
-  constexpr bool contains(const Point2& p) const noexcept {
-    return axis(0).contains(p.x()) && axis(1).contains(p.y());
-  }
-
-  // Growing
-  constexpr void include(const Point2& p) noexcept {
-    for (int i = 0; i < 2; ++i) {
-      lo_[i] = std::min(lo_[i], p[i]);
-      hi_[i] = std::max(hi_[i], p[i]);
-    }
-  }
-  constexpr void include(const Range2d& r) noexcept {
-    if (r.isEmpty()) return;
-    include(r.lo_);
-    include(r.hi_);
-  }
-
-  constexpr bool operator==(const Range2d&) const noexcept = default;
-
- private:
-  Point2 lo_;
-  Point2 hi_;
-};
-
-// An axis-aligned box of doubles.
-class Range3d {
- public:
-  // The empty box.
-  constexpr Range3d() noexcept
-      : lo_(detail::kInfinity, detail::kInfinity, detail::kInfinity),
-        hi_(-detail::kInfinity, -detail::kInfinity, -detail::kInfinity) {}
-  // From the lower and upper corners; lower > upper on an axis gives an empty box.
-  constexpr Range3d(const Point& lower, const Point& upper) noexcept : lo_(lower), hi_(upper) {}
-  // From the per-axis minima and maxima.
-  constexpr Range3d(double xlo, double ylo, double zlo, double xhi, double yhi, double zhi) noexcept
-      : lo_(xlo, ylo, zlo), hi_(xhi, yhi, zhi) {}
-
-  // Bounds
-  constexpr const Point& lower() const noexcept { return lo_; }
-  constexpr const Point& upper() const noexcept { return hi_; }
-  constexpr void set(const Point& lower, const Point& upper) noexcept {
-    lo_ = lower;
-    hi_ = upper;
-  }
-  // The single point p.
-  constexpr void set(const Point& p) noexcept { set(p, p); }
+  constexpr void set(const Corner& p) noexcept { set(p, p); }
   // The interval of one axis (0 x, 1 y, 2 z).
   constexpr Range1d axis(int i) const noexcept { return {lo_[i], hi_[i]}; }
 
   // States
-  constexpr void setEmpty() noexcept { *this = Range3d(); }
-  constexpr void setUnbounded() noexcept {
-    constexpr double inf = detail::kInfinity;
-    set({-inf, -inf, -inf}, {inf, inf, inf});
-  }
+  constexpr void setEmpty() noexcept { setEveryAxis(kInfinity, -kInfinity); }
+  constexpr void setUnbounded() noexcept { setEveryAxis(-kInfinity, kInfinity); }
   constexpr bool isEmpty() const noexcept {
-    return lo_.x() > hi_.x() || lo_.y() > hi_.y() || lo_.z() > hi_.z();
+    for (int i = 0; i < N; ++i)
+      if (axis(i).isEmpty()) return true;
+    return false;
   }
   constexpr bool isUnbounded() const noexcept {
-    return axis(0).isUnbounded() && axis(1).isUnbounded() && axis(2).isUnbounded();
+    for (int i = 0; i < N; ++i)
+      if (!axis(i).isUnbounded()) return false;
+    return true;
   }
 
   // Measures
   // upper − lower per axis; 0 on an empty axis.
-  constexpr Vector size() const noexcept {
-    return {detail::axisSize(lo_.x(), hi_.x()), detail::axisSize(lo_.y(), hi_.y()),
-            detail::axisSize(lo_.z(), hi_.z())};
+  constexpr Size size() const noexcept {
+    Size s;
+    for (int i = 0; i < N; ++i) s[i] = axis(i).size();
+    return s;
   }
-  // The centre; meaningful for bounded, non-empty boxes only.
-  constexpr Point mid() const noexcept {
-    return {(lo_.x() + hi_.x()) * 0.5, (lo_.y() + hi_.y()) * 0.5, (lo_.z() + hi_.z()) * 0.5};
+  // The centre; meaningful for bounded, non-empty ranges only.
+  constexpr Corner mid() const noexcept {
+    Corner m;
+    for (int i = 0; i < N; ++i) m[i] = axis(i).mid();
+    return m;
   }
-  // True when p lies in the closed box.
-  constexpr bool contains(const Point& p) const noexcept {
-    return axis(0).contains(p.x()) && axis(1).contains(p.y()) && axis(2).contains(p.z());
+  // True when p lies in the closed range.
+  constexpr bool contains(const Corner& p) const noexcept {
+    for (int i = 0; i < N; ++i)
+      if (!axis(i).contains(p[i])) return false;
+    return true;
   }
 
   // Growing
-  constexpr void include(const Point& p) noexcept {
-    for (int i = 0; i < 3; ++i) {
+  constexpr void include(const Corner& p) noexcept {
+    for (int i = 0; i < N; ++i) {
       lo_[i] = std::min(lo_[i], p[i]);
       hi_[i] = std::max(hi_[i], p[i]);
     }
   }
-  constexpr void include(const Range3d& r) noexcept {
+  // Widens the range to contain r (an empty r changes nothing).
+  constexpr void include(const Derived& r) noexcept {
     if (r.isEmpty()) return;
-    include(r.lo_);
-    include(r.hi_);
+    include(r.lower());
+    include(r.upper());
   }
 
-  constexpr bool operator==(const Range3d&) const noexcept = default;
+  constexpr bool operator==(const BoxRange&) const noexcept = default;
 
  private:
-  Point lo_;
-  Point hi_;
+  constexpr void setEveryAxis(double lo, double hi) noexcept {
+    for (int i = 0; i < N; ++i) {
+      lo_[i] = lo;
+      hi_[i] = hi;
+    }
+  }
+
+  Corner lo_;
+  Corner hi_;
+};
+
+}  // namespace detail
+
+// An axis-aligned rectangle of doubles.
+class Range2d : public detail::BoxRange<Range2d, Point2, Vector2, 2> {
+ public:
+  // Construction: the empty Range2d(), or Range2d(lower, upper).
+  using BoxRange::BoxRange;
+
+  constexpr bool operator==(const Range2d&) const noexcept = default;
+};
+
+// An axis-aligned box of doubles.
+class Range3d : public detail::BoxRange<Range3d, Point, Vector, 3> {
+ public:
+  // Construction: the empty Range3d(), or Range3d(lower, upper).
+  using BoxRange::BoxRange;
+  constexpr Range3d() noexcept = default;
+  // From the per-axis minima and maxima.
+  constexpr Range3d(double xlo, double ylo, double zlo, double xhi, double yhi, double zhi) noexcept
+      : BoxRange({xlo, ylo, zlo}, {xhi, yhi, zhi}) {}
+
+  constexpr bool operator==(const Range3d&) const noexcept = default;
 };
 
 // Intersection of two ranges with a tolerance. The result is [max of lowers, min of uppers]

@@ -8,50 +8,31 @@
 #pragma once
 
 #include <kr/linear/tolerance.h>
+#include <kr/linear/triple.h>
 
 #include <cmath>
 
 namespace krLinear {
 
 // A 3D vector of doubles. Default: the zero vector.
-class Vector {
+class Vector : public detail::Triple<Vector, double> {
  public:
-  // Construction
-  constexpr Vector() noexcept = default;
-  constexpr Vector(double x, double y, double z) noexcept : v_{x, y, z} {}
-  // From three consecutive doubles x, y, z.
-  explicit constexpr Vector(const double* xyz) noexcept : v_{xyz[0], xyz[1], xyz[2]} {}
+  // From Triple: construction from x, y, z or (explicit) three consecutive doubles, and the
+  // components x(), y(), z(), [i], data(), get(out), set(x, y, z).
+  using Triple::Triple;
 
   // The unit vectors along the axes. (Named xAxis, not x, because x() reads the component.)
   static constexpr Vector xAxis() noexcept { return {1.0, 0.0, 0.0}; }
   static constexpr Vector yAxis() noexcept { return {0.0, 1.0, 0.0}; }
   static constexpr Vector zAxis() noexcept { return {0.0, 0.0, 1.0}; }
 
-  // Components (read and write); i in 0..2.
-  constexpr double x() const noexcept { return v_[0]; }
-  constexpr double y() const noexcept { return v_[1]; }
-  constexpr double z() const noexcept { return v_[2]; }
-  constexpr double& x() noexcept { return v_[0]; }
-  constexpr double& y() noexcept { return v_[1]; }
-  constexpr double& z() noexcept { return v_[2]; }
-  constexpr double operator[](int i) const noexcept { return v_[i]; }
-  constexpr double& operator[](int i) noexcept { return v_[i]; }
-  // The three components as a contiguous array.
-  constexpr const double* data() const noexcept { return v_; }
-  constexpr void set(double x, double y, double z) noexcept { *this = Vector(x, y, z); }
+  // set(x, y, z) from Triple, and set from three consecutive values.
+  using Triple::set;
   constexpr void set(const double* xyz) noexcept { *this = Vector(xyz); }
-  // Writes x, y, z to out[0..2].
-  constexpr void get(double* out) const noexcept {
-    out[0] = v_[0];
-    out[1] = v_[1];
-    out[2] = v_[2];
-  }
 
   // Length
   double length() const noexcept { return std::sqrt(lengthSquared()); }
-  constexpr double lengthSquared() const noexcept {
-    return v_[0] * v_[0] + v_[1] * v_[1] + v_[2] * v_[2];
-  }
+  constexpr double lengthSquared() const noexcept { return x() * x() + y() * y() + z() * z(); }
   // Scales to unit length and returns the previous length; the zero vector stays zero.
   double normalise() noexcept {
     double len = length();
@@ -60,28 +41,16 @@ class Vector {
   }
 
   // Arithmetic
-  constexpr Vector& operator+=(const Vector& o) noexcept {
-    for (int i = 0; i < 3; ++i) v_[i] += o.v_[i];
-    return *this;
-  }
-  constexpr Vector& operator-=(const Vector& o) noexcept {
-    for (int i = 0; i < 3; ++i) v_[i] -= o.v_[i];
-    return *this;
-  }
-  constexpr Vector& operator*=(double s) noexcept {
-    for (double& c : v_) c *= s;
-    return *this;
-  }
+  constexpr Vector& operator+=(const Vector& o) noexcept { return addEach(o); }
+  constexpr Vector& operator-=(const Vector& o) noexcept { return subtractEach(o); }
+  constexpr Vector& operator*=(double s) noexcept { return scaleEach(s); }
   constexpr Vector& operator/=(double s) noexcept {
-    for (double& c : v_) c /= s;
+    for (int i = 0; i < 3; ++i) (*this)[i] /= s;
     return *this;
   }
 
   // Exact component-wise equality; see equivalent() for a tolerant test.
   constexpr bool operator==(const Vector&) const noexcept = default;
-
- private:
-  double v_[3] = {0.0, 0.0, 0.0};
 };
 
 constexpr Vector operator+(Vector a, const Vector& b) noexcept {
