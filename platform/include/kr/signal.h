@@ -101,6 +101,7 @@ class KR_PLATFORM_EXPORT SignalBase {
   };
 
  private:
+  // Takes a linked item out of the list; the caller drops the list's reference.
   void unlink(connectionItem* item) noexcept;
 
   connectionItem* head_ = nullptr;

@@ -5,15 +5,23 @@ namespace krRTB {
 SignalBase::connectionItem::~connectionItem() = default;
 
 void SignalBase::connectionItem::unlock() noexcept {
-  if (--locks_ == 0 && disconnected_ && linked_ && owner_) owner_->unlink(this);
-  release();
+  std::int32_t drop = 1;  // the pin's reference
+  if (--locks_ == 0 && disconnected_ && linked_ && owner_) {
+    owner_->unlink(this);
+    drop = 2;  // and the list's
+  }
+  refs_ -= drop;
+  if (refs_ == 0) delete this;
 }
 
 void SignalBase::connectionItem::disconnect() noexcept {
   if (disconnected_) return;
   disconnected_ = true;
   // A pinned item stays in the list (so a walk can read its next link) until its last unlock.
-  if (locks_ == 0 && linked_ && owner_) owner_->unlink(this);
+  if (locks_ == 0 && linked_ && owner_) {
+    owner_->unlink(this);
+    release();  // the list's reference
+  }
 }
 
 SignalBase::~SignalBase() {
@@ -64,7 +72,6 @@ void SignalBase::unlink(connectionItem* item) noexcept {
     if (*link == item) {
       *link = item->next_;
       item->linked_ = false;
-      item->release();  // the list's reference
       return;
     }
   }
