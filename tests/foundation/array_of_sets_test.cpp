@@ -56,9 +56,12 @@ TEST(ArrayOfSets, RandomTablesMatchPlainVectors) {
   std::printf("ArrayOfSets random seed: %u\n", seed);
   std::mt19937 rng(seed);
   ArrayOfSets table, inverse;  // rebuilt in every round over the previous contents
-  for (int round = 0; round < 20; ++round) {
-    const int numSets = 1 + int(rng() % 50), numPairs = int(rng() % 400),
-              range = 1 + int(rng() % 60);
+  // Rounds 20 and 21 are large enough (and scattered enough) to be sorted in cache-sized bands.
+  for (int round = 0; round < 22; ++round) {
+    const bool large = round >= 20;
+    const int numSets = large ? 30001 : 1 + int(rng() % 50),
+              numPairs = large ? 300000 : int(rng() % 400),
+              range = large ? 20011 - round : 1 + int(rng() % 60);
     Ints pairs;
     std::size_t largest = 0;
     Sets expected(numSets), expectedInverse(range);
