@@ -23,9 +23,10 @@ const std::vector<int>& pairs(Pattern pattern) {
   auto [it, fresh] = cache.try_emplace(pattern);
   std::vector<int>& out = it->second;
   if (!fresh) return out;
-  const unsigned seed = pattern == Pattern::kRandom ? 1234u : 5678u;
-  std::printf("pattern %s: seed %u\n", pattern == Pattern::kRandom ? "random" : "local", seed);
-  std::mt19937 rng(seed);
+  const unsigned rngSeed = pattern == Pattern::kRandom ? 1234u : 5678u;
+  std::printf("pattern %s: rngSeed %u\n", pattern == Pattern::kRandom ? "random" : "local",
+              rngSeed);
+  std::mt19937 rng(rngSeed);
   std::uniform_int_distribution<int> anySet(0, kNumSets - 1);
   std::uniform_int_distribution<int> anyMember(0, kNumMembers - 1);
   std::uniform_int_distribution<int> jitter(-64, 64);

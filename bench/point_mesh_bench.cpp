@@ -18,7 +18,7 @@ namespace {
 constexpr int kVertices = 10'000'000;
 constexpr unsigned kSeed = 20240611;
 
-// The shared mesh: built once, filled with uniform random coordinates from a fixed seed.
+// The shared mesh: built once, filled with uniform random coordinates from a fixed generator state.
 krGeom::PointMesh& mesh() {
   static const kr::Reference<krGeom::PointMesh> instance = [] {
     kr::Reference<krGeom::PointMesh> m(new krGeom::PointMesh());
@@ -77,7 +77,7 @@ class RatioReporter : public benchmark::ConsoleReporter {
 int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  std::printf("seed %u, %d vertices\n", kSeed, kVertices);
+  std::printf("rngSeed %u, %d vertices\n", kSeed, kVertices);
   RatioReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   benchmark::Shutdown();

@@ -52,9 +52,9 @@ TEST(ArrayOfSets, InverseRepeatsSourcesAndMayReadItsOwnTable) {
 }
 
 TEST(ArrayOfSets, RandomTablesMatchPlainVectors) {
-  const unsigned seed = 7031;
-  std::printf("ArrayOfSets random seed: %u\n", seed);
-  std::mt19937 rng(seed);
+  const unsigned rngSeed = 7031;
+  std::printf("ArrayOfSets random rngSeed: %u\n", rngSeed);
+  std::mt19937 rng(rngSeed);
   ArrayOfSets table, inverse;  // rebuilt in every round over the previous contents
   // Rounds 20 and 21 are large enough (and scattered enough) to be sorted in cache-sized bands.
   for (int round = 0; round < 22; ++round) {

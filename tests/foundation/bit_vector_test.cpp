@@ -75,9 +75,9 @@ BitVector referenceCombine(BitVector self, const BitVector& other, Op op) {
 }
 
 TEST(BitVector, WordOperatorsMatchBitByBitReference) {
-  const unsigned seed = 20240611;
-  std::printf("BitVector random combination seed: %u\n", seed);
-  std::mt19937 rng(seed);
+  const unsigned rngSeed = 20240611;
+  std::printf("BitVector random combination rngSeed: %u\n", rngSeed);
+  std::mt19937 rng(rngSeed);
   const int sizes[] = {0, 1, 7, 31, 32, 33, 63, 64, 65, 95, 97, 1001};
   // Half the vectors start from setAllBits, so their spare bits are set and must not leak in.
   auto randomVector = [&](int size, double density) {

@@ -103,9 +103,9 @@ TEST(Range, IntersectionMeetsAcrossAToleratedGap) {
 }
 
 TEST(Range, ProjectionOntoALineMatchesTheEightCorners) {
-  const unsigned seed = 20240611;
-  SCOPED_TRACE(::testing::Message() << "seed " << seed);
-  std::mt19937 rng(seed);
+  const unsigned rngSeed = 20240611;
+  SCOPED_TRACE(::testing::Message() << "rngSeed " << rngSeed);
+  std::mt19937 rng(rngSeed);
   std::uniform_real_distribution<double> u(-5.0, 5.0);
   for (int trial = 0; trial < 200; ++trial) {
     Range3d box;
