@@ -12,9 +12,9 @@ namespace krGeom {
 
 namespace {
 
-// Turns per-set counts into exclusive start offsets; returns the total.
-std::size_t exclusiveSum(int* offsets, int numSets) {
-  std::size_t sum = 0;
+// Turns per-set counts into exclusive start offsets counted from `start`; returns the end.
+std::size_t exclusiveSum(int* offsets, int numSets, std::size_t start = 0) {
+  std::size_t sum = start;
   for (int s = 0; s < numSets; ++s) {
     const int count = offsets[s];
     offsets[s] = static_cast<int>(sum);
@@ -165,12 +165,7 @@ bool sortByBands(int* offsets, int numSets, int* members, std::size_t capacity,
 
     std::fill_n(bandOffsets, numBandSets, 0);
     for (std::size_t k = 0; k < size; ++k) ++bandOffsets[bandLow[k]];
-    int next = static_cast<int>(begin);
-    for (int s = 0; s < numBandSets; ++s) {
-      const int count = bandOffsets[s];
-      bandOffsets[s] = next;
-      next += count;
-    }
+    exclusiveSum(bandOffsets, numBandSets, begin);
     for (int q = 0; q << subShift < numBandSets; ++q) {
       subCursor[q] = static_cast<std::size_t>(bandOffsets[q << subShift]) - begin;
     }

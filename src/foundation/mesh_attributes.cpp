@@ -18,6 +18,28 @@ const krString::CString uvsName("uvs");
 const krString::CString stsName("sts");
 const krString::CString coloursName("colours");
 
+// Widens [lo, hi] by N-component elements. The bounds live in locals of a fixed width so the
+// loop vectorises (the members could alias the data). A NaN compares false and never replaces
+// a bound.
+template <int N>
+void scanRange(const float* p, int numElements, float* lo, float* hi) {
+  float mn[N], mx[N];
+  for (int c = 0; c < N; ++c) {
+    mn[c] = lo[c];
+    mx[c] = hi[c];
+  }
+  for (int e = 0; e < numElements; ++e, p += N) {
+    for (int c = 0; c < N; ++c) {
+      mn[c] = mn[c] > p[c] ? p[c] : mn[c];
+      mx[c] = p[c] > mx[c] ? p[c] : mx[c];
+    }
+  }
+  for (int c = 0; c < N; ++c) {
+    lo[c] = mn[c];
+    hi[c] = mx[c];
+  }
+}
+
 }  // namespace
 
 MeshAttributes::MeshAttributes(const krString::CString& name, int dimension, int numElements,
@@ -84,32 +106,6 @@ void MeshAttributes::invalidateRange() noexcept {
     rangeMax_[c] = invalidMax;
   }
 }
-
-namespace {
-
-// Widens [lo, hi] by N-component elements. The bounds live in locals of a fixed width so the
-// loop vectorises (the members could alias the data). A NaN compares false and never replaces
-// a bound.
-template <int N>
-void scanRange(const float* p, int numElements, float* lo, float* hi) {
-  float mn[N], mx[N];
-  for (int c = 0; c < N; ++c) {
-    mn[c] = lo[c];
-    mx[c] = hi[c];
-  }
-  for (int e = 0; e < numElements; ++e, p += N) {
-    for (int c = 0; c < N; ++c) {
-      mn[c] = mn[c] > p[c] ? p[c] : mn[c];
-      mx[c] = p[c] > mx[c] ? p[c] : mx[c];
-    }
-  }
-  for (int c = 0; c < N; ++c) {
-    lo[c] = mn[c];
-    hi[c] = mx[c];
-  }
-}
-
-}  // namespace
 
 void MeshAttributes::computeRange(int n) const {
   if (rangeValid_) return;
