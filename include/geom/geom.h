@@ -4,3 +4,4 @@
 #include <geom/entity.h>
 #include <geom/meshes.h>
 #include <geom/spatial.h>
+#include <geom/topology.h>

@@ -1,0 +1,9 @@
+// Topology family: the editable half-edge mesh, its records and handles, iterators, surface
+// points and saved states.
+#pragma once
+
+#include <geom/entity.h>
+#include <geom/topology/blind_data.h>
+#include <geom/topology/topo_mesh.h>
+#include <geom/topology/topo_mesh_entities.h>
+#include <geom/topology/topo_mesh_state.h>
