@@ -4,6 +4,7 @@
 
 #include <geom/entity.h>
 #include <geom/topology/blind_data.h>
+#include <geom/topology/edge_vertex_iterator.h>
 #include <geom/topology/topo_mesh.h>
 #include <geom/topology/topo_mesh_entities.h>
 #include <geom/topology/topo_mesh_state.h>
