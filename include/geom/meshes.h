@@ -3,6 +3,7 @@
 
 #include <geom/entity.h>
 #include <geom/meshes/compact_mesh.h>
+#include <geom/meshes/mesh_adjacency.h>
 #include <geom/meshes/mesh_modification.h>
 #include <geom/meshes/mesh_sequence.h>
 #include <geom/meshes/point_mesh.h>

@@ -55,6 +55,9 @@ class KRGEOM_EXPORT TopoMeshEdgeVertexIterator {
 
   // On a boundary vertex, moves the vertex's firstEdge to its outgoing half-edge without twin,
   // so that a later walk covers the whole fan forward. Nothing happens for an interior vertex.
+  // The iterator does not know the mesh, so a transaction log does not see this write: on a mesh
+  // with transactions enabled, setState() will not undo it and may leave the vertex pointing at
+  // a half-edge of another state. Use it on meshes without a log, or before enableTransactions().
   void resetFirstEdge() noexcept;
 
  private:

@@ -15,8 +15,8 @@
 // untouched records stay valid. Nothing is validated: null handles, records of another mesh and
 // non-triangles where a triangle is expected are undefined behaviour; the operations that can
 // refuse say so through their result. With transactions enabled every change is logged so that
-// saved states (createState, setState) can be restored, and deleted records stay allocated until
-// the mesh goes. A mesh and its handles are used from one thread at a time.
+// saved states (createState, setState) can be restored, and deleted records stay allocated while
+// a saved state can bring them back. A mesh and its handles are used from one thread at a time.
 #pragma once
 
 #include <geom/export.h>
@@ -96,8 +96,8 @@ class KRGEOM_EXPORT TopoMesh : public Entity {
   bool deleteEdge(TopoMeshEdge e);
   // Valence 1: deletes the vertex's face, returns null. Valence 3: replaces the three faces by
   // one triangle, paired with the outer neighbours, and returns it. The vertex is released in
-  // every case. Precondition: valence 1 or 3 (other valences release the vertex and leave
-  // half-edges starting at it; debug builds assert).
+  // every case; an isolated vertex is simply released. Precondition: valence 0, 1 or 3 (other
+  // valences release the vertex and leave half-edges starting at it; debug builds assert).
   TopoMeshFace deleteVertex(TopoMeshVertex v);
   // Joins the two edges at a vertex of valence 2 (or a boundary vertex of valence 1) into one;
   // does nothing when a face would become a two-gon.
@@ -106,8 +106,8 @@ class KRGEOM_EXPORT TopoMesh : public Entity {
   // ---- Changing topology ----
 
   // Deletes e's face and merges e's origin into its second vertex, which is returned.
-  // Precondition: e.prev() has a twin (otherwise the origin is released with half-edges still
-  // starting at it; debug builds assert).
+  // Precondition: e.prev() has a twin, or e's face is the only one at e's origin (otherwise the
+  // origin is released with half-edges still starting at it; debug builds assert).
   TopoMeshVertex contractEdge(TopoMeshEdge e);
   // Deletes the one or two triangles at e and merges e's origin into its second vertex, which
   // is returned.
@@ -121,7 +121,11 @@ class KRGEOM_EXPORT TopoMesh : public Entity {
   // which stays in f.
   TopoMeshEdge subdivideFace(TopoMeshFace f, TopoMeshVertex a, TopoMeshVertex b);
   // Cuts the face by a chain from a through new vertices at the points to b; returns the face
-  // beyond the chain.
+  // beyond the chain. When a and b are already joined by a side of f, that side is cut off into
+  // the returned face. Precondition: at least one point in that case (debug builds assert).
+  // Deliberate quirk: when the side runs from b to a, the last point is placed first and every
+  // other point is inserted right after it, so with k >= 3 points the chain from b runs
+  // p[k-1], p[0], p[1], ..., p[k-2] to a.
   TopoMeshFace subdivideFace(TopoMeshFace f, TopoMeshVertex a, TopoMeshVertex b,
                              const kr::vector<krLinear::Point>& points);
   // Cuts e (a to b) off f into a new triangle (a, b, c) with a new vertex c at p, which is
@@ -135,6 +139,8 @@ class KRGEOM_EXPORT TopoMesh : public Entity {
   // between them a new vertex, which is returned.
   TopoMeshVertex splitVertex(TopoMeshEdge e1, TopoMeshEdge e2);
   // Separates the two faces along e, giving both ends new vertices on the twin's side.
+  // Precondition: e has a twin and both its ends lie on the boundary, so that the cut splits
+  // their fans (debug builds assert).
   void splitEdge(TopoMeshEdge e);
   // Cuts a face by a new edge between the origins of two of its half-edges; returns the new
   // face, which holds e1.

@@ -10,7 +10,9 @@
 // to a record; a null handle means "none" (searches that find nothing return one). Handles are
 // not checked: passing a null handle, a handle into another mesh or a metadata slot outside 0..19
 // is undefined behaviour. A handle dangles once its record is deleted, unless the mesh keeps a
-// transaction log (deleted records then stay allocated until the mesh goes).
+// transaction log (deleted records then stay allocated while a saved state can bring them back).
+// Handles write their records directly: metadata set through them is not seen by a mesh's
+// transaction log, so TopoMesh::setState does not undo it.
 #pragma once
 
 #include <geom/export.h>

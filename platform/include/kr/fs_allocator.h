@@ -11,6 +11,10 @@
 // Blocks are only returned when the pool is destroyed, which releases every item at once
 // without running any destructor. Items of a block that have never been handed out are not
 // touched, so the operating system commits a large block's pages only as items are used.
+// Large blocks (4 MiB and more) are mapped straight from the operating system, aligned to
+// 2 MiB, and on Linux everything past their first 2 MiB is advised to use transparent huge
+// pages: a pool that grows big then takes one page fault per 2 MiB instead of one per 4 KiB,
+// while a pool holding a few items still commits only the 4 KiB pages it touches.
 // In AddressSanitizer builds freed items are poisoned until they are handed out again.
 // Not copyable; one thread at a time.
 #pragma once
@@ -62,11 +66,18 @@ class KR_PLATFORM_EXPORT FSAllocator {
   struct FreeItem {
     FreeItem* next;
   };
+  // A block of itemsPerBlock items: from the heap, or mapped from the operating system.
+  struct Block {
+    std::byte* data;
+    bool mapped;
+  };
 
+  std::size_t blockBytes() const noexcept;
   void addBlock();
+  static void releaseBlock(const Block& b, std::size_t bytes) noexcept;
   bool owns(const void* p) const noexcept;
 
-  std::vector<std::unique_ptr<std::byte[]>> blocks_;
+  std::vector<Block> blocks_;
   std::size_t itemSize_;
   std::size_t stride_;
   int itemsPerBlock_;

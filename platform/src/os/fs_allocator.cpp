@@ -5,6 +5,14 @@
 #include <limits>
 #include <new>
 
+#if defined(__unix__)
+#include <sys/mman.h>
+#include <unistd.h>
+#define KR_MAP_LARGE_BLOCKS 1
+#else
+#define KR_MAP_LARGE_BLOCKS 0
+#endif
+
 #if defined(__SANITIZE_ADDRESS__)
 #include <sanitizer/asan_interface.h>
 #define KR_POISON(p, n) ASAN_POISON_MEMORY_REGION(p, n)
@@ -20,12 +28,45 @@ namespace {
 
 constexpr std::size_t kAlign = alignof(std::max_align_t);
 
+// Blocks from this size on are mapped from the system rather than taken from the heap.
+constexpr std::size_t kMapThreshold = std::size_t{4} << 20;
+// The size (and alignment) of a transparent huge page on x86-64 and most AArch64 kernels.
+constexpr std::size_t kHugePage = std::size_t{2} << 20;
+
 // Room for the free-list link, rounded up so that every item of a block stays aligned.
 std::size_t strideFor(std::size_t itemSize) {
   std::size_t size = itemSize < sizeof(void*) ? sizeof(void*) : itemSize;
   if (size > std::numeric_limits<std::size_t>::max() - (kAlign - 1)) throw std::bad_alloc();
   return (size + kAlign - 1) / kAlign * kAlign;
 }
+
+#if KR_MAP_LARGE_BLOCKS
+std::size_t mappedLength(std::size_t bytes) {
+  const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  return (bytes + page - 1) / page * page;
+}
+
+// Maps `bytes` starting on a huge-page boundary (over-maps by one huge page and trims both
+// ends), so that every whole 2 MiB of the block can be a huge page. The first 2 MiB keep
+// ordinary pages: a pool that holds only a few items should not commit a whole huge page.
+std::byte* mapBlock(std::size_t bytes) {
+  const std::size_t length = mappedLength(bytes);
+  if (length > std::numeric_limits<std::size_t>::max() - kHugePage) throw std::bad_alloc();
+  const std::size_t span = length + kHugePage;
+  void* p = mmap(nullptr, span, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (p == MAP_FAILED) throw std::bad_alloc();
+  auto* raw = static_cast<std::byte*>(p);
+  const auto address = reinterpret_cast<std::uintptr_t>(p);
+  const std::size_t head = (kHugePage - address % kHugePage) % kHugePage;
+  if (head) munmap(raw, head);
+  if (span - head > length) munmap(raw + head + length, span - head - length);
+#if defined(MADV_HUGEPAGE)
+  if (length > kHugePage)  // advice only: when refused, the pages stay ordinary
+    madvise(raw + head + kHugePage, length - kHugePage, MADV_HUGEPAGE);
+#endif
+  return raw + head;
+}
+#endif
 
 }  // namespace
 
@@ -42,24 +83,48 @@ FSAllocator::FSAllocator(std::size_t itemSize, int itemsPerBlock)
 }
 
 FSAllocator::~FSAllocator() {
-  // Freed items are poisoned; the blocks go back to the heap whole.
-  for (const auto& block : blocks_) KR_UNPOISON(block.get(), stride_ * itemsPerBlock_);
+  // Freed items are poisoned; the blocks go back whole.
+  for (const Block& block : blocks_) releaseBlock(block, blockBytes());
+}
+
+std::size_t FSAllocator::blockBytes() const noexcept {
+  return stride_ * static_cast<std::size_t>(itemsPerBlock_);
+}
+
+void FSAllocator::releaseBlock(const Block& block, std::size_t bytes) noexcept {
+  KR_UNPOISON(block.data, bytes);
+#if KR_MAP_LARGE_BLOCKS
+  if (block.mapped) {
+    munmap(block.data, mappedLength(bytes));
+    return;
+  }
+#endif
+  delete[] block.data;
 }
 
 void FSAllocator::setLazy() {
   lazy_ = true;
   // Only a block that has never handed out an item can go: nothing can point into it.
-  if (blocks_.size() == 1 && next_ == blocks_.front().get()) {
+  if (blocks_.size() == 1 && next_ == blocks_.front().data) {
+    releaseBlock(blocks_.front(), blockBytes());
     blocks_.clear();
     next_ = end_ = nullptr;
   }
 }
 
 void FSAllocator::addBlock() {
-  const std::size_t bytes = stride_ * static_cast<std::size_t>(itemsPerBlock_);
+  const std::size_t bytes = blockBytes();
+  // Room to record the block first, so that recording it cannot throw after it is allocated.
+  if (blocks_.size() == blocks_.capacity())
+    blocks_.reserve(blocks_.empty() ? 4 : 2 * blocks_.size());
+  Block block{nullptr, false};
+#if KR_MAP_LARGE_BLOCKS
+  if (bytes >= kMapThreshold) block = {mapBlock(bytes), true};
+#endif
   // Not value-initialised: the pages of a fresh block stay untouched until items are used.
-  blocks_.push_back(std::make_unique_for_overwrite<std::byte[]>(bytes));
-  next_ = blocks_.back().get();
+  if (!block.data) block.data = new std::byte[bytes];
+  blocks_.push_back(block);
+  next_ = block.data;
   end_ = next_ + bytes;
 }
 
@@ -90,12 +155,12 @@ void FSAllocator::free(void* p) noexcept {
 
 bool FSAllocator::owns(const void* p) const noexcept {
   const auto address = reinterpret_cast<std::uintptr_t>(p);
-  const std::size_t bytes = stride_ * static_cast<std::size_t>(itemsPerBlock_);
-  for (const auto& block : blocks_) {
-    const auto begin = reinterpret_cast<std::uintptr_t>(block.get());
+  const std::size_t bytes = blockBytes();
+  for (const Block& block : blocks_) {
+    const auto begin = reinterpret_cast<std::uintptr_t>(block.data);
     // Items of the newest block from next_ on have never been handed out.
     const auto end =
-        block == blocks_.back() ? reinterpret_cast<std::uintptr_t>(next_) : begin + bytes;
+        block.data == blocks_.back().data ? reinterpret_cast<std::uintptr_t>(next_) : begin + bytes;
     if (address >= begin && address < end) return (address - begin) % stride_ == 0;
   }
   return false;

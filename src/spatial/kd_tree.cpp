@@ -1,0 +1,272 @@
+#include <geom/spatial/kd_tree.h>
+
+#include "kd_tree_impl.h"
+
+#include <algorithm>
+#include <cassert>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+namespace krGeom {
+
+namespace {
+
+using Node = KDTreeImpl::Node;
+using Point = KDTreeImpl::Point;
+
+bool inside(const float* p, const float* box) {
+  return box[0] <= p[0] && p[0] <= box[3] && box[1] <= p[1] && p[1] <= box[4] && box[2] <= p[2] &&
+         p[2] <= box[5];
+}
+
+bool overlaps(const float* b, const float* box) {
+  return box[0] <= b[3] && b[0] <= box[3] && box[1] <= b[4] && b[1] <= box[4] && box[2] <= b[5] &&
+         b[2] <= box[5];
+}
+
+bool contains(const float* box, const float* b) {
+  return box[0] <= b[0] && b[3] <= box[3] && box[1] <= b[1] && b[4] <= box[4] && box[2] <= b[2] &&
+         b[5] <= box[5];
+}
+
+// The pending subtrees of a pre-order walk: a small inline stack that spills to the heap for
+// deep (badly ordered) trees.
+template <class Entry>
+class WalkStack {
+ public:
+  bool empty() const { return size_ == 0 && spill_.empty(); }
+  void push(const Entry& e) {
+    if (size_ == kInline)
+      spill_.push_back(e);
+    else
+      inline_[size_++] = e;
+  }
+  Entry pop() {
+    if (!spill_.empty()) {
+      Entry e = spill_.back();
+      spill_.pop_back();
+      return e;
+    }
+    return inline_[--size_];
+  }
+
+ private:
+  static constexpr int kInline = 64;
+  Entry inline_[kInline];
+  int size_ = 0;
+  std::vector<Entry> spill_;
+};
+
+// Walks the nodes in pre-order, calling found(index) for every point inside the box until it
+// returns true. Returns the number of nodes visited.
+template <class Found>
+std::int64_t walkNodes(const KDTreeImpl& t, const float* box, Found found) {
+  struct Entry {
+    std::uint32_t node;
+    int axis;
+  };
+  const Node* nodes = t.nodes.get();
+  WalkStack<Entry> stack;
+  std::int64_t visited = 0;
+  Entry e{0, 0};
+  for (;;) {
+    ++visited;
+    const Node& n = nodes[e.node];
+    if (inside(n.xyz, box) && found(n.index)) return visited;
+    const float c = n.xyz[e.axis];
+    const int next = e.axis == 2 ? 0 : e.axis + 1;
+    const bool goLow = n.low && c >= box[e.axis];
+    const bool goHigh = n.high && box[3 + e.axis] >= c;
+    if (goLow) {
+      if (goHigh) stack.push({n.high, next});
+      e = {n.low, next};
+    } else if (goHigh) {
+      e = {n.high, next};
+    } else if (stack.empty()) {
+      return visited;
+    } else {
+      e = stack.pop();
+    }
+  }
+}
+
+// Search hits as keys (rank << 32 | index): inline for typical boxes, spilling to the heap.
+class Hits {
+ public:
+  void push_back(std::uint64_t key) {
+    if (size_ < kInline)
+      inline_[size_++] = key;
+    else
+      spill_.push_back(key);
+  }
+  // Sorts the hits by rank and returns them.
+  std::uint64_t* sorted() {
+    if (!spill_.empty()) {
+      spill_.insert(spill_.end(), inline_, inline_ + size_);
+      size_ = 0;
+      std::sort(spill_.begin(), spill_.end());
+      return spill_.data();
+    }
+    std::sort(inline_, inline_ + size_);
+    return inline_;
+  }
+  std::size_t size() const { return size_ + spill_.size(); }
+  // The key of least rank. Precondition: size() > 0.
+  std::uint64_t first() const {
+    std::uint64_t best = size_ ? *std::min_element(inline_, inline_ + size_) : spill_[0];
+    for (const std::uint64_t key : spill_) best = std::min(best, key);
+    return best;
+  }
+
+ private:
+  static constexpr std::size_t kInline = 512;
+  std::uint64_t inline_[kInline];
+  std::size_t size_ = 0;
+  std::vector<std::uint64_t> spill_;
+};
+
+int indexOf(std::uint64_t key) {
+  return static_cast<int>(static_cast<std::uint32_t>(key));
+}
+
+// Collects the points of the search cache inside the box.
+class CacheSearch {
+ public:
+  CacheSearch(const KDTreeImpl& t, const float* box, Hits& hits)
+      : points_(t.cachePoints.data()),
+        splits_(t.cacheSplits.data()),
+        axes_(t.cacheAxes.data()),
+        depth_(t.cacheDepth),
+        box_(box),
+        hits_(hits) {
+    if (!overlaps(t.cacheBounds, box)) return;
+    float cell[6];
+    std::copy(t.cacheBounds, t.cacheBounds + 6, cell);
+    visit(0, 0, static_cast<std::uint32_t>(t.count), 0, cell);
+  }
+
+ private:
+  void add(const Point& p) {
+    hits_.push_back(std::uint64_t{p.rank} << 32 | static_cast<std::uint32_t>(p.index));
+  }
+
+  // Node k holds points [lo, hi), all inside `cell`.
+  void visit(std::size_t k, std::uint32_t lo, std::uint32_t hi, int level, float* cell) {
+    if (contains(box_, cell)) {
+      for (std::uint32_t p = lo; p < hi; ++p) add(points_[p]);
+      return;
+    }
+    if (level == depth_) {
+      for (std::uint32_t p = lo; p < hi; ++p)
+        if (inside(points_[p].xyz, box_)) add(points_[p]);
+      return;
+    }
+    const int axis = axes_[k];
+    const float split = splits_[k];
+    const std::uint32_t mid = lo + (hi - lo) / 2;
+    const float low = cell[axis], high = cell[3 + axis];
+    if (box_[axis] <= split) {
+      cell[3 + axis] = split;
+      visit(2 * k + 1, lo, mid, level + 1, cell);
+      cell[3 + axis] = high;
+    }
+    if (box_[3 + axis] >= split) {
+      cell[axis] = split;
+      visit(2 * k + 2, mid, hi, level + 1, cell);
+      cell[axis] = low;
+    }
+  }
+
+  const Point* points_;
+  const float* splits_;
+  const std::uint8_t* axes_;
+  int depth_;
+  const float* box_;
+  Hits& hits_;
+};
+
+}  // namespace
+
+KDTreeImpl::KDTreeImpl(int capacity)
+    : nodes(std::make_unique_for_overwrite<Node[]>(capacity)), capacity(capacity) {}
+
+KDTreeImpl::~KDTreeImpl() = default;
+
+KDTree::KDTree(int capacity) : impl_(new KDTreeImpl(capacity)), ownsImpl_(true) {}
+
+KDTree::~KDTree() {
+  impl_->nodes.reset();
+  if (ownsImpl_) delete impl_;
+}
+
+void KDTree::insert(const float* points, int i) {
+  KDTreeImpl& t = *impl_;
+  assert(t.count < t.capacity && "KDTree::insert beyond capacity");
+  const float* p = points + 3 * static_cast<std::ptrdiff_t>(i);
+  const auto fresh = static_cast<std::uint32_t>(t.count++);
+  Node* nodes = t.nodes.get();
+  nodes[fresh] = Node{0, 0, i, {p[0], p[1], p[2]}};
+  t.cacheFresh = false;
+  // The plain walk skips both subtrees of a node whose coordinate is NaN; the cache would not.
+  if (p[0] != p[0] || p[1] != p[1] || p[2] != p[2]) t.hasNaN = true;
+  if (fresh == 0) return;
+
+  std::uint32_t parent = 0;
+  int axis = 0;
+  for (;;) {
+    Node& n = nodes[parent];
+    std::uint32_t& side = n.xyz[axis] > p[axis] ? n.low : n.high;
+    if (!side) {
+      side = fresh;
+      return;
+    }
+    parent = side;
+    axis = axis == 2 ? 0 : axis + 1;
+  }
+}
+
+int KDTree::search(const float* /*points*/, const float* const box) const {
+  const KDTreeImpl& t = *impl_;
+  if (t.count == 0) return -1;
+  if (t.prepareCache()) {
+    Hits hits;
+    CacheSearch(t, box, hits);
+    return hits.size() ? indexOf(hits.first()) : -1;
+  }
+  int result = -1;
+  t.staleWork += walkNodes(t, box, [&](int index) {
+    result = index;
+    return true;
+  });
+  return result;
+}
+
+void KDTree::searchAll(const float* /*points*/, const float* const box,
+                       std::vector<int>& result) const {
+  const KDTreeImpl& t = *impl_;
+  if (t.count == 0) return;
+  if (t.prepareCache()) {
+    Hits hits;
+    CacheSearch(t, box, hits);
+    const std::uint64_t* keys = hits.sorted();
+    const std::size_t n = hits.size(), old = result.size();
+    result.resize(old + n);
+    for (std::size_t h = 0; h < n; ++h) result[old + h] = indexOf(keys[h]);
+    return;
+  }
+  t.staleWork += walkNodes(t, box, [&](int index) {
+    result.push_back(index);
+    return false;
+  });
+}
+
+int KDTree::size() const noexcept {
+  return impl_->count;
+}
+
+int KDTree::capacity() const noexcept {
+  return impl_->capacity;
+}
+
+}  // namespace krGeom

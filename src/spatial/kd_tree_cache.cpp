@@ -1,0 +1,102 @@
+// The search cache of KDTreeImpl: the pre-order ranks of the nodes, then a balanced k-d tree
+// over copies of the points.
+#include "kd_tree_impl.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace krGeom {
+
+namespace {
+
+using Point = KDTreeImpl::Point;
+
+struct Builder {
+  Point* points;
+  float* splits;
+  std::uint8_t* axes;
+  int depth;
+
+  // Splits points [lo, hi), lying in `cell`, at the median of the cell's longest side.
+  void build(std::size_t k, std::uint32_t lo, std::uint32_t hi, int level, const float* cell) {
+    if (level == depth) return;
+    int axis = 0;
+    for (int a = 1; a < 3; ++a)
+      if (cell[3 + a] - cell[a] > cell[3 + axis] - cell[axis]) axis = a;
+    const std::uint32_t mid = lo + (hi - lo) / 2;
+    float split = 0;
+    if (hi > lo) {
+      std::nth_element(
+          points + lo, points + mid, points + hi,
+          [axis](const Point& p, const Point& q) { return p.xyz[axis] < q.xyz[axis]; });
+      split = points[mid].xyz[axis];
+    }
+    splits[k] = split;
+    axes[k] = static_cast<std::uint8_t>(axis);
+    float sub[6];
+    std::copy(cell, cell + 6, sub);
+    sub[3 + axis] = split;
+    build(2 * k + 1, lo, mid, level + 1, sub);
+    sub[3 + axis] = cell[3 + axis];
+    sub[axis] = split;
+    build(2 * k + 2, mid, hi, level + 1, sub);
+  }
+};
+
+}  // namespace
+
+bool KDTreeImpl::prepareCache() const {
+  if (cacheFresh) return true;
+  if (hasNaN) return false;
+  // Rebuild once the tree has grown by an eighth since the last build, or once searches of
+  // the plain tree have visited as many nodes as the tree holds. Both bound the rebuild cost
+  // by a constant factor of the inserts and searches that preceded it, also when single
+  // inserts and searches alternate.
+  const std::int64_t grown = count - cachedCount;
+  if (8 * grown < count && staleWork < count) return false;
+  buildCache();
+  cachedCount = count;
+  staleWork = 0;
+  cacheFresh = true;
+  return true;
+}
+
+void KDTreeImpl::buildCache() const {
+  const auto n = static_cast<std::uint32_t>(count);
+  // Pre-order ranks by two linear passes, whose memory accesses are independent of each
+  // other (unlike a walk along the links). A child is always inserted after its parent, so
+  // going down the array meets children first: `a` is then the size of each subtree. Going
+  // up, each parent turns its children's sizes into their ranks.
+  std::vector<std::uint32_t> a(n);
+  for (std::uint32_t i = n; i-- > 0;) {
+    const Node& node = nodes[i];
+    a[i] = 1 + (node.low ? a[node.low] : 0) + (node.high ? a[node.high] : 0);
+  }
+  if (n) a[0] = 0;
+  cachePoints.resize(n);
+  constexpr float inf = std::numeric_limits<float>::infinity();
+  float bounds[6] = {inf, inf, inf, -inf, -inf, -inf};
+  for (std::uint32_t i = 0; i < n; ++i) {
+    const Node& node = nodes[i];
+    const std::uint32_t rank = a[i];
+    const std::uint32_t lowSize = node.low ? a[node.low] : 0;
+    if (node.low) a[node.low] = rank + 1;
+    if (node.high) a[node.high] = rank + 1 + lowSize;
+    cachePoints[i] = Point{{node.xyz[0], node.xyz[1], node.xyz[2]}, node.index, rank};
+    for (int k = 0; k < 3; ++k)
+      bounds[k] = std::min(bounds[k], node.xyz[k]),
+      bounds[3 + k] = std::max(bounds[3 + k], node.xyz[k]);
+  }
+  std::copy(bounds, bounds + 6, cacheBounds);
+
+  int depth = 0;
+  while ((static_cast<std::uint64_t>(kLeafSize) << depth) < n) ++depth;
+  cacheDepth = depth;
+  const std::size_t inner = (std::size_t{1} << depth) - 1;
+  cacheSplits.resize(inner);
+  cacheAxes.resize(inner);
+  Builder{cachePoints.data(), cacheSplits.data(), cacheAxes.data(), depth}.build(0, 0, n, 0,
+                                                                                 bounds);
+}
+
+}  // namespace krGeom

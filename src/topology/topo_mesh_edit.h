@@ -1,0 +1,82 @@
+// Record-level building blocks shared by the TopoMesh editing operations: taking and releasing
+// records, pairing twins, walking a vertex fan. Every helper reports the records it touches to
+// the transaction log before writing them, so operations built from them log correctly.
+#pragma once
+
+#include "topo_mesh_impl.h"
+
+#include <geom/topology/edge_vertex_iterator.h>
+
+#include <kr/linear/point.h>
+
+#include <array>
+#include <cstddef>
+#include <vector>
+
+namespace krGeom::topo {
+
+// ---- Records ----
+
+// A new isolated vertex at p, appended to the vertex list. Metadata is left as the pool has it.
+TopoMeshVertexData* newVertex(TopoMeshImpl& m, const krLinear::Point& p);
+// A new zero-filled half-edge (metadata reads as tag 0), appended to the half-edge list.
+TopoMeshEdgeData* newEdge(TopoMeshImpl& m);
+// A new face without firstEdge, appended to the face list. Metadata is left as the pool has it.
+TopoMeshFaceData* newFace(TopoMeshImpl& m);
+
+// Unlink a record from its list, count it off and return it to its pool unless a log exists.
+// The released record itself is not written.
+void releaseVertex(TopoMeshImpl& m, TopoMeshVertexData* v);
+void releaseEdge(TopoMeshImpl& m, TopoMeshEdgeData* e);
+void releaseFace(TopoMeshImpl& m, TopoMeshFaceData* f);
+
+// ---- Links ----
+
+// Makes `first` and `second` twins and copies the metadata of `first` onto `second`.
+void pair(TopoMeshImpl& m, TopoMeshEdgeData* first, TopoMeshEdgeData* second);
+// Sets a field after reporting its record; skips the write (and the report) when unchanged.
+void setOrigin(TopoMeshImpl& m, TopoMeshEdgeData* e, TopoMeshVertexData* v);
+void setFirstEdge(TopoMeshImpl& m, TopoMeshVertexData* v, TopoMeshEdgeData* e);
+void setFirstEdge(TopoMeshImpl& m, TopoMeshFaceData* f, TopoMeshEdgeData* e);
+// Gives every outgoing half-edge reached by a fan walk from v's firstEdge the origin v.
+void claimFan(TopoMeshImpl& m, TopoMeshVertexData* v);
+
+// The first outgoing half-edge of v other than h, in fan order; null if none.
+TopoMeshEdgeData* otherOutgoing(TopoMeshVertexData* v, const TopoMeshEdgeData* h);
+// When v's firstEdge is h, moves it to otherOutgoing(v, h).
+void moveFirstEdgeOff(TopoMeshImpl& m, TopoMeshEdgeData* h);
+// The first outgoing half-edge of a, in fan order, that ends at b; null if none.
+TopoMeshEdgeData* findEdge(TopoMeshVertexData* a, const TopoMeshVertexData* b);
+
+// ---- Shared operations ----
+
+// Deletes a face and its half-edges (see TopoMesh::deleteFace).
+void deleteFace(TopoMeshImpl& m, TopoMeshFaceData* f);
+// A face over n vertices (n >= 1) with the pairing rules of allocFace; `edges` receives the n
+// new half-edges in loop order.
+TopoMeshFaceData* allocLoop(TopoMeshImpl& m, const TopoMeshVertex* vertices, std::size_t n,
+                            TopoMeshEdgeData** edges);
+
+// A short list of half-edges kept inline; longer lists spill to the heap.
+class EdgeList {
+ public:
+  void push(TopoMeshEdgeData* e) {
+    if (size_ < inline_.size())
+      inline_[size_] = e;
+    else
+      spill_.push_back(e);
+    ++size_;
+  }
+  std::size_t size() const noexcept { return size_; }
+  bool empty() const noexcept { return size_ == 0; }
+  TopoMeshEdgeData* operator[](std::size_t i) const noexcept {
+    return i < inline_.size() ? inline_[i] : spill_[i - inline_.size()];
+  }
+
+ private:
+  std::array<TopoMeshEdgeData*, 24> inline_{};
+  std::vector<TopoMeshEdgeData*> spill_;
+  std::size_t size_ = 0;
+};
+
+}  // namespace krGeom::topo

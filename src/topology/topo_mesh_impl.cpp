@@ -1,0 +1,174 @@
+// TopoMeshImpl's pools and lists, and the record-level helpers every editing operation uses.
+#include "topo_mesh_impl.h"
+
+#include "topo_mesh_edit.h"
+#include "topo_mesh_log.h"
+
+#include <cstring>
+
+namespace krGeom {
+
+namespace {
+
+// Items per pool block. Blocks are lazy and their pages untouched until used, so a large block
+// costs nothing until the mesh grows into it.
+constexpr int kRecordsPerBlock = 0x100000;
+
+std::unique_ptr<krOS::FSAllocator> makePool(std::size_t recordSize) {
+  auto pool = std::make_unique<krOS::FSAllocator>(recordSize, kRecordsPerBlock);
+  pool->setLazy();
+  return pool;
+}
+
+// Appends rec to the doubly linked list [first, last], reporting the old tail before linking.
+template <class Rec>
+void append(TopoMeshImpl& m, Rec* rec, Rec*& first, Rec*& last) {
+  rec->nextInMesh = nullptr;
+  rec->prevInMesh = last;
+  if (last) {
+    m.recordChange(last);
+    last->nextInMesh = rec;
+  } else {
+    first = rec;
+  }
+  last = rec;
+}
+
+// Unlinks rec from [first, last], reporting the neighbours it touches; rec is not written.
+template <class Rec>
+void unlink(TopoMeshImpl& m, Rec* rec, Rec*& first, Rec*& last) {
+  Rec* prev = rec->prevInMesh;
+  Rec* next = rec->nextInMesh;
+  if (prev) {
+    m.recordChange(prev);
+    prev->nextInMesh = next;
+  } else {
+    first = next;
+  }
+  if (next) {
+    m.recordChange(next);
+    next->prevInMesh = prev;
+  } else {
+    last = prev;
+  }
+}
+
+}  // namespace
+
+TopoMeshImpl::TopoMeshImpl()
+    : vertexPool(makePool(sizeof(TopoMeshVertexData))),
+      edgePool(makePool(sizeof(TopoMeshEdgeData))),
+      facePool(makePool(sizeof(TopoMeshFaceData))) {}
+
+TopoMeshImpl::~TopoMeshImpl() {
+  // The log first (it points into the pools and lists), then the lists, then the pools, which
+  // take every record with them.
+  log_.reset();
+  lists = TopoMeshLists();
+  vertexPool.reset();
+  edgePool.reset();
+  facePool.reset();
+}
+
+namespace topo {
+
+TopoMeshVertexData* newVertex(TopoMeshImpl& m, const krLinear::Point& p) {
+  auto* v = static_cast<TopoMeshVertexData*>(m.vertexPool->alloc());
+  m.record(v, eVertexRecord, eCreated);
+  ++m.lists.numVertices;
+  v->firstEdge = nullptr;
+  append(m, v, m.lists.firstVertex, m.lists.lastVertex);
+  v->point = p;
+  return v;
+}
+
+TopoMeshEdgeData* newEdge(TopoMeshImpl& m) {
+  auto* e = static_cast<TopoMeshEdgeData*>(m.edgePool->alloc());
+  m.record(e, eEdgeRecord, eCreated);
+  std::memset(static_cast<void*>(e), 0, sizeof(TopoMeshEdgeData));
+  ++m.lists.numEdges;
+  append(m, e, m.lists.firstEdge, m.lists.lastEdge);
+  return e;
+}
+
+TopoMeshFaceData* newFace(TopoMeshImpl& m) {
+  auto* f = static_cast<TopoMeshFaceData*>(m.facePool->alloc());
+  m.record(f, eFaceRecord, eCreated);
+  ++m.lists.numFaces;
+  f->firstEdge = nullptr;
+  append(m, f, m.lists.firstFace, m.lists.lastFace);
+  return f;
+}
+
+void releaseVertex(TopoMeshImpl& m, TopoMeshVertexData* v) {
+  unlink(m, v, m.lists.firstVertex, m.lists.lastVertex);
+  m.record(v, eVertexRecord, eDeleted);
+  --m.lists.numVertices;
+  if (!m.hasLog()) m.vertexPool->free(v);
+}
+
+void releaseEdge(TopoMeshImpl& m, TopoMeshEdgeData* e) {
+  unlink(m, e, m.lists.firstEdge, m.lists.lastEdge);
+  m.record(e, eEdgeRecord, eDeleted);
+  --m.lists.numEdges;
+  if (!m.hasLog()) m.edgePool->free(e);
+}
+
+void releaseFace(TopoMeshImpl& m, TopoMeshFaceData* f) {
+  unlink(m, f, m.lists.firstFace, m.lists.lastFace);
+  m.record(f, eFaceRecord, eDeleted);
+  --m.lists.numFaces;
+  if (!m.hasLog()) m.facePool->free(f);
+}
+
+void pair(TopoMeshImpl& m, TopoMeshEdgeData* first, TopoMeshEdgeData* second) {
+  m.recordChange(first);
+  m.recordChange(second);
+  first->twin = second;
+  second->twin = first;
+  std::memcpy(static_cast<void*>(second->metadata), first->metadata, sizeof(first->metadata));
+}
+
+void setOrigin(TopoMeshImpl& m, TopoMeshEdgeData* e, TopoMeshVertexData* v) {
+  if (e->vertex == v) return;
+  m.recordChange(e);
+  e->vertex = v;
+}
+
+void setFirstEdge(TopoMeshImpl& m, TopoMeshVertexData* v, TopoMeshEdgeData* e) {
+  if (v->firstEdge == e) return;
+  m.recordChange(v);
+  v->firstEdge = e;
+}
+
+void setFirstEdge(TopoMeshImpl& m, TopoMeshFaceData* f, TopoMeshEdgeData* e) {
+  if (f->firstEdge == e) return;
+  m.recordChange(f);
+  f->firstEdge = e;
+}
+
+void claimFan(TopoMeshImpl& m, TopoMeshVertexData* v) {
+  // The walk reads only twin, prev, next and v's firstEdge, so origins can change under it.
+  for (TopoMeshEdgeVertexIterator it(v); it.valid(); it.next()) setOrigin(m, it.edge(), v);
+}
+
+TopoMeshEdgeData* otherOutgoing(TopoMeshVertexData* v, const TopoMeshEdgeData* h) {
+  for (TopoMeshEdgeVertexIterator it(v); it.valid(); it.next())
+    if (it.edge().data() != h) return it.edge();
+  return nullptr;
+}
+
+void moveFirstEdgeOff(TopoMeshImpl& m, TopoMeshEdgeData* h) {
+  TopoMeshVertexData* v = h->vertex;
+  if (v->firstEdge == h) setFirstEdge(m, v, otherOutgoing(v, h));
+}
+
+TopoMeshEdgeData* findEdge(TopoMeshVertexData* a, const TopoMeshVertexData* b) {
+  if (!a->firstEdge) return nullptr;
+  for (TopoMeshEdgeVertexIterator it(a); it.valid(); it.next())
+    if (it.edge().data()->next->vertex == b) return it.edge();
+  return nullptr;
+}
+
+}  // namespace topo
+}  // namespace krGeom

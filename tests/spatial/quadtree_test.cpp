@@ -1,0 +1,210 @@
+#include <geom/spatial/quadtree.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <limits>
+#include <memory>
+#include <numeric>
+#include <random>
+#include <vector>
+
+namespace {
+
+using krGeom::BoundingBox;
+using krGeom::Quadtree;
+using krGeom::QuadtreeIterator;
+
+BoundingBox box2(float x0, float y0, float x1, float y1, float z0 = 0.f, float z1 = 0.f) {
+  const float lo[3] = {x0, y0, z0}, hi[3] = {x1, y1, z1};
+  return BoundingBox(lo, hi);
+}
+
+// A literal build: a run of more than 300 points is stably sorted by quadrant code (x >= the
+// centre line gives 1, y >= it gives 2) and each quadrant is split in turn. A later sibling starts
+// from the depth its earlier siblings reached. Yields the reference remap, node count and depth.
+struct Reference {
+  const float* v;
+  std::vector<int> remap;
+  int numNodes = 1, maxDepth = 1;
+
+  Reference(int n, const float* pts) : v(pts), remap(n) {
+    std::iota(remap.begin(), remap.end(), 0);
+    if (n > 300) maxDepth = split(0, n, 0, 0, 1, 1, 2);
+  }
+
+  int split(int first, int end, float x0, float y0, float x1, float y1, int depth) {
+    const float cx = (x0 + x1) * 0.5f, cy = (y0 + y1) * 0.5f;
+    auto code = [&](int p) { return (v[2 * p] >= cx ? 1 : 0) + (v[2 * p + 1] >= cy ? 2 : 0); };
+    std::stable_sort(remap.begin() + first, remap.begin() + end,
+                     [&](int a, int b) { return code(a) < code(b); });
+    numNodes += 4;
+    int d = depth;
+    for (int q = 0, start = first; q < 4; ++q) {
+      const int stop = int(std::find_if(remap.begin() + start, remap.begin() + end,
+                                        [&](int p) { return code(p) > q; }) -
+                           remap.begin());
+      if (stop - start > 300)
+        d = std::max(d, split(start, stop, q & 1 ? cx : x0, q & 2 ? cy : y0, q & 1 ? x1 : cx,
+                              q & 2 ? y1 : cy, d + 1));
+      start = stop;
+    }
+    return d;
+  }
+};
+
+// Walks the whole tree: every point of every leaf takes, at each node above, the quadrant of that
+// node's centre lines; leaf runs are consecutive, stable and cover every point once. Returns the
+// largest leaf.
+int walk(const Quadtree& tree) {
+  int nodes = 0, nextFirst = 0, largest = 0;
+  struct Step {
+    float cx, cy;
+    int quadrant;
+  };
+  std::vector<Step> path;
+  auto visit = [&](auto& self, const QuadtreeIterator& it) -> void {
+    ++nodes;
+    if (it.isLeaf()) {
+      int first, end;
+      it.getVertexRange(first, end);
+      EXPECT_EQ(first, nextFirst);
+      nextFirst = end;
+      largest = std::max(largest, end - first);
+      const float* v = tree.getVertices();
+      for (int i = first; i < end; ++i) {
+        const int p = tree.getRemap()[i];
+        for (const Step& s : path)
+          ASSERT_EQ((v[2 * p] >= s.cx ? 1 : 0) + (v[2 * p + 1] >= s.cy ? 2 : 0), s.quadrant) << p;
+        EXPECT_TRUE(i == first || tree.getRemap()[i - 1] < p) << "leaf order is not stable";
+      }
+      return;
+    }
+    const krLinear::PointFlt c = it.getBox().center();
+    for (int q = 0; q < 4; ++q) {
+      QuadtreeIterator child = it;
+      ASSERT_TRUE(child.descend(q));
+      path.push_back({c.x(), c.y(), q});
+      self(self, child);
+      path.pop_back();
+    }
+  };
+  visit(visit, tree.getRoot());
+  std::vector<int> remap(tree.getRemap(), tree.getRemap() + tree.numVertices());
+  std::sort(remap.begin(), remap.end());
+  for (int i = 0; i < tree.numVertices(); ++i) EXPECT_EQ(remap[i], i) << "not a permutation";
+  EXPECT_EQ(nodes, tree.numNodes());
+  EXPECT_EQ(nextFirst, tree.numVertices());
+  return largest;
+}
+
+TEST(Quadtree, SmallInputsStayOneRootLeafAndSubBoxesAreFlat) {
+  std::vector<float> xy(602, 0.25f);
+  for (int n : {0, 300}) {
+    Quadtree tree(n, xy.data(), box2(0, 0, 1, 1));
+    EXPECT_EQ(tree.numNodes(), 1);
+    EXPECT_EQ(walk(tree), n);
+  }
+  // One more point splits the root; sub-boxes halve x and y and have z 0.
+  Quadtree tree(301, xy.data(), box2(0, 0, 1, 1, -3, 3));
+  QuadtreeIterator it = tree.getRoot();
+  EXPECT_EQ(it.getBox(), box2(0, 0, 1, 1, -3, 3));
+  ASSERT_TRUE(it.descend(1));
+  EXPECT_EQ(it.getBox(), box2(0.5f, 0, 1, 0.5f));
+  EXPECT_EQ(tree.numNodes(), 5);
+  EXPECT_EQ(tree.maxDepth(), 2);
+}
+
+TEST(Quadtree, LaterSiblingsInheritTheDepthOfEarlierOnes) {
+  // Quadrant 0 splits twice (its points all in [0, 0.25)^2, spread over that square), so its
+  // subtree returns 4; quadrant 1 then splits with 5 passed in, although only 4 levels exist.
+  std::vector<float> xy;
+  for (int i = 0; i < 400; ++i)
+    xy.insert(xy.end(), {0.01f + 0.2f * (i % 20) / 20.f, 0.01f + 0.2f * (i / 20) / 20.f});
+  for (int i = 0; i < 400; ++i)
+    xy.insert(xy.end(), {0.51f + 0.45f * (i % 20) / 20.f, 0.01f + 0.45f * (i / 20) / 20.f});
+  Quadtree tree(800, xy.data(), box2(0, 0, 1, 1));
+  EXPECT_EQ(tree.maxDepth(), 5);
+  EXPECT_EQ(tree.numNodes(), 1 + 4 + 4 + 4 + 4);
+  EXPECT_EQ(Reference(800, xy.data()).maxDepth, 5);
+}
+
+TEST(Quadtree, MatchesTheLiteralBuildOnRandomClouds) {
+  const std::uint32_t rngSeed = 20240611;
+  std::printf("rngSeed = %u\n", rngSeed);
+  std::mt19937 rng(rngSeed);
+  std::uniform_real_distribution<float> unit(0.f, 1.f);
+  std::normal_distribution<float> blob(0.f, 0.02f);
+  for (int kind = 0; kind < 3; ++kind) {
+    SCOPED_TRACE(kind);
+    const int n = 20000 + kind * 7;
+    std::vector<float> xy(2 * n);
+    for (int i = 0; i < n; ++i) {
+      if (kind == 0) {  // uniform
+        xy[2 * i] = unit(rng), xy[2 * i + 1] = unit(rng);
+      } else if (kind == 1) {  // four tight clusters
+        const float c = 0.2f + 0.2f * (i % 4);
+        xy[2 * i] = c + blob(rng), xy[2 * i + 1] = c + blob(rng);
+      } else {  // on a grid: many points exactly on centre lines
+        xy[2 * i] = (i % 128) / 128.f, xy[2 * i + 1] = ((i / 128) % 128) / 128.f;
+      }
+    }
+    Quadtree tree(n, xy.data(), box2(0, 0, 1, 1));
+    Reference ref(n, xy.data());
+    EXPECT_EQ(std::vector<int>(tree.getRemap(), tree.getRemap() + n), ref.remap);
+    EXPECT_EQ(tree.numNodes(), ref.numNodes);
+    EXPECT_EQ(tree.maxDepth(), ref.maxDepth);
+    EXPECT_LE(walk(tree), 300);
+  }
+}
+
+TEST(Quadtree, BuildsThatWouldNeverEndStop) {
+  const float nan = std::numeric_limits<float>::quiet_NaN(), next = std::nextafter(1.f, 2.f);
+  // 400 coincident points; coincident points among others; distinct points outside the box;
+  // NaN points; points one float step apart.
+  std::vector<std::vector<float>> clouds(5);
+  for (int i = 0; i < 1000; ++i) {
+    if (i < 400) clouds[0].insert(clouds[0].end(), {0.3f, 0.7f});
+    clouds[1].insert(clouds[1].end(), {i % 3 ? 0.123f : i / 1000.f, 0.456f});
+    if (i < 400) clouds[2].insert(clouds[2].end(), {2.f + i / 400.f, 3.f - i / 400.f});
+    if (i < 400) clouds[3].insert(clouds[3].end(), {nan, nan});
+    if (i < 400) clouds[4].insert(clouds[4].end(), {i % 2 ? 1.f : next, 1.f});
+  }
+  for (std::size_t c = 0; c < clouds.size(); ++c) {
+    SCOPED_TRACE(c);
+    Quadtree tree(int(clouds[c].size() / 2), clouds[c].data(), box2(0, 0, 1, 1));
+    EXPECT_TRUE(c > 0 || tree.numNodes() == 5) << "coincident points split once";
+    walk(tree);
+  }
+}
+
+TEST(Quadtree, CopiesShareTheNodesAndOutliveTheirSource) {
+  std::vector<float> xy(2 * 2000);
+  for (int i = 0; i < 2000; ++i) xy[2 * i] = (i % 50) / 50.f, xy[2 * i + 1] = (i / 50) / 40.f;
+  std::vector<float> other(2 * 10, 0.5f);
+  Quadtree target(10, other.data(), box2(0, 0, 1, 1));
+  {
+    auto source = std::make_unique<Quadtree>(2000, xy.data(), box2(0, 0, 1, 1));
+    target = *source;  // releases target's own nodes
+    EXPECT_EQ(target.getRoot().getNode(), source->getRoot().getNode());
+    const Quadtree& alias = target;
+    target = alias;
+  }
+  EXPECT_EQ(target.numVertices(), 2000);
+  walk(target);
+}
+
+TEST(Quadtree, NodeOrderingSortsQuadrantsByCornerDirection) {
+  auto ordering = [](double x, double y, double z) {
+    std::vector<int> order(4);
+    Quadtree::getNodeOrdering(krLinear::Vector(x, y, z), order.data());
+    return order;
+  };
+  EXPECT_EQ(ordering(1, 0, 0), (std::vector<int>{0, 2, 1, 3}));
+  EXPECT_EQ(ordering(-1, -1, 0), (std::vector<int>{3, 1, 2, 0}));
+}
+
+}  // namespace

@@ -1,0 +1,239 @@
+// Randomized edits of a closed triangulated torus: thousands of valid edits, each followed by the
+// invariant checker and the closed-torus counts; and saved-state sessions that make, drop and
+// jump between states, where every jump must reproduce the dump taken when the state was made.
+#include "topo_fixtures.h"
+#include "topo_mesh_dump.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <random>
+#include <set>
+#include <vector>
+
+namespace {
+
+using namespace krGeom;
+using namespace topofix;
+using krLinear::Point;
+using StateRef = kr::Reference<TopoMeshState>;
+
+std::set<TopoMeshVertex> neighbours(TopoMeshVertex v) {
+  std::set<TopoMeshVertex> out;
+  for (TopoMeshEdgeVertexIterator it(v); it.valid(); it.next()) out.insert(it.edge().v2());
+  return out;
+}
+
+class RandomEdits {
+ public:
+  explicit RandomEdits(std::uint32_t rngSeed) : rng(rngSeed) {}
+
+  TopoMesh mesh;
+  std::mt19937 rng;
+  static constexpr int kKinds = 7;
+
+  TopoMeshEdge randomEdge() {
+    TopoMeshEdge e = mesh.firstEdge();
+    for (std::uint32_t k = rng() % mesh.numEdges(); k > 0; --k) e = e.nextInMesh();
+    return e;
+  }
+
+  // Tries one edit of the given kind; false when its precondition does not hold. Every edit
+  // keeps a closed triangulated surface with valences of 3 or more.
+  bool step(int kind) {
+    const bool mayGrow = mesh.numVertices()<120, mayShrink = mesh.numVertices()> 30;
+    TopoMeshEdge e = randomEdge();
+    TopoMeshVertex u = e.v1(), w = e.v2(), c = e.prev().v1(), d = e.twin().prev().v1();
+    switch (kind) {
+      case 0:  // flip
+        return u.valence() >= 4 && w.valence() >= 4 && mesh.swapEdge(e);
+      case 1: {  // edge split: subdivide the edge, then cut both quads into triangles
+        if (!mayGrow) return false;
+        TopoMeshEdge t = e.twin();
+        TopoMeshVertex v = mesh.subdivideEdge(e, u.point() + e.vector() * 0.5);
+        mesh.subdivideFace(e.face(), v, c);
+        mesh.subdivideFace(t.face(), v, d);
+        return true;
+      }
+      case 2:  // fan a triangle
+        if (mayGrow) mesh.subdivideFace(e.face(), e.face().centroid());
+        return mayGrow;
+      case 3: {  // remove a vertex of valence 3 whose neighbours keep valence 3 or more
+        if (!mayShrink || u.valence() != 3) return false;
+        for (TopoMeshVertex x : neighbours(u))
+          if (x.valence() < 4) return false;
+        EXPECT_TRUE(mesh.deleteVertex(u));
+        return true;
+      }
+      case 4: {  // collapse under the link condition
+        if (!mayShrink || c.valence() < 4 || d.valence() < 4 || u.valence() + w.valence() < 7)
+          return false;
+        std::set<TopoMeshVertex> nu = neighbours(u), common;
+        for (TopoMeshVertex x : neighbours(w))
+          if (nu.count(x)) common.insert(x);
+        if (common != std::set<TopoMeshVertex>{c, d}) return false;
+        EXPECT_EQ(mesh.collapseEdge(e), w);
+        return true;
+      }
+      case 5: {  // remove an edge and cut the quad again along the same diagonal
+        TopoMeshFace f = e.face();
+        if (!mesh.deleteEdge(e)) return false;
+        EXPECT_EQ(f.numVertices(), 4);
+        TopoMeshEdge cut = mesh.subdivideFace(f, u, w);
+        EXPECT_EQ(cut, edge(u, w));
+        return true;
+      }
+      default: {  // remove an edge and cut the quad along the other diagonal (a flip)
+        if (u.valence() < 4 || w.valence() < 4 || edge(c, d) || edge(d, c)) return false;
+        TopoMeshFace f = e.face();
+        mesh.deleteEdge(e);
+        mesh.subdivideFace(f, c, d);
+        return true;
+      }
+    }
+  }
+
+  // The closed-torus properties every valid edit keeps.
+  ::testing::AssertionResult closedTorus() const {
+    const krString::CString broken = mesh.findBrokenInvariant();
+    if (!broken.empty()) return ::testing::AssertionFailure() << broken.c_str();
+    for (TopoMeshFace f = mesh.firstFace(); f; f = f.nextInMesh())
+      if (f.numVertices() != 3) return ::testing::AssertionFailure() << "a face is no triangle";
+    for (TopoMeshEdge e = mesh.firstEdge(); e; e = e.nextInMesh())
+      if (!e.twin()) return ::testing::AssertionFailure() << "a boundary appeared";
+    for (TopoMeshVertex v = mesh.firstVertex(); v; v = v.nextInMesh())
+      if (v.valence() < 3) return ::testing::AssertionFailure() << "a vertex of valence < 3";
+    const int euler = mesh.numVertices() - mesh.numEdges() / 2 + mesh.numFaces();
+    if (euler != 0) return ::testing::AssertionFailure() << "Euler characteristic " << euler;
+    return ::testing::AssertionSuccess();
+  }
+};
+
+TEST(TopoMeshRandomTest, ThousandsOfValidEditsKeepTheInvariants) {
+  const std::uint32_t rngSeed = 20240611u;
+  std::printf("rngSeed = %u\n", rngSeed);
+  RandomEdits edits(rngSeed);
+  buildTorus(edits.mesh, 6, 8);
+  ASSERT_TRUE(edits.closedTorus());
+  int applied = 0, done[RandomEdits::kKinds] = {};
+  for (int attempt = 0; attempt < 20000 && applied < 2000; ++attempt) {
+    const int kind = static_cast<int>(edits.rng() % RandomEdits::kKinds);
+    if (!edits.step(kind)) continue;
+    ++done[kind];
+    ++applied;
+    ASSERT_TRUE(edits.closedTorus()) << "after edit " << applied << " of kind " << kind;
+  }
+  EXPECT_EQ(applied, 2000);
+  for (int kind = 0; kind < RandomEdits::kKinds; ++kind) EXPECT_GT(done[kind], 50) << kind;
+}
+
+struct Saved {
+  StateRef state;
+  topodump::MeshDump dump;
+};
+
+// Random edits and point moves, states made and dropped, and jumps across the branches of the
+// state tree. Every pool record must stay live, a saved copy or held for a state.
+void runSession(std::uint32_t rngSeed, int steps) {
+  std::printf("rngSeed = %u\n", rngSeed);
+  SCOPED_TRACE(testing::Message() << "rngSeed " << rngSeed);
+  std::vector<Saved> saved;  // outlives the mesh: held states are detached when it goes
+  RandomEdits edits(rngSeed);
+  TopoMesh& mesh = edits.mesh;
+  std::mt19937& rng = edits.rng;
+  buildTorus(mesh, 6, 8);
+  for (TopoMeshEdge e = mesh.firstEdge(); e; e = e.nextInMesh()) tag(e, int(rng() % 1000));
+  mesh.enableTransactions();
+  saved.push_back({mesh.createState(), topodump::dump(mesh)});
+  int jumps = 0, merges = 0;
+  for (int step = 0; step < steps; ++step) {
+    SCOPED_TRACE(testing::Message() << "step " << step);
+    const std::uint32_t r = rng() % 100;
+    if (r < 45) {
+      for (std::uint32_t n = 1 + rng() % 4; n > 0; --n) {
+        if (rng() % 4 == 0)
+          mesh.setPoint(mesh.firstVertex(), Point(step % 7, r, n));
+        else
+          edits.step(static_cast<int>(rng() % RandomEdits::kKinds));
+      }
+    } else if (r < 65) {
+      StateRef s = mesh.createState();
+      bool known = false;
+      for (const Saved& k : saved) known = known || k.state == s;
+      if (!known) saved.push_back({s, topodump::dump(mesh)});
+    } else if (r < 87) {
+      const Saved& target = saved[rng() % saved.size()];
+      mesh.setState(target.state);
+      ++jumps;
+      ASSERT_EQ(topodump::difference(topodump::dump(mesh), target.dump), "");
+      ASSERT_TRUE(edits.closedTorus());
+    } else if (saved.size() > 1) {
+      const std::int64_t before = mesh.getImpl()->log()->usage().states;
+      saved.erase(saved.begin() + rng() % saved.size());
+      merges += mesh.getImpl()->log()->usage().states < before;
+    }
+    while (saved.size() > 12) saved.erase(saved.begin());
+    ASSERT_EQ(topodump::unaccounted(mesh), 0);
+  }
+  for (const Saved& s : saved) {  // every surviving state is still reachable and exact
+    mesh.setState(s.state);
+    ASSERT_EQ(topodump::difference(topodump::dump(mesh), s.dump), "");
+  }
+  EXPECT_GT(jumps, steps / 10);
+  EXPECT_GT(merges, steps / 50);
+}
+
+TEST(TopoMeshStateRandomTest, JumpsAcrossTheStateTreeRestoreExactly) {
+  for (std::uint32_t rngSeed : {1u, 20240611u, 987654321u}) runSession(rngSeed, 2000);
+}
+
+// The edits the random sessions do not reach, each undone and redone on a small mesh.
+TEST(TopoMeshStateRandomTest, LessCommonEditsAreUndoneExactly) {
+  using Edit = void (*)(TopoMesh&, Strip2&);
+  const Edit editsToUndo[] = {
+      [](TopoMesh& m, Strip2& s) { m.splitVertex(s.a, edge(s.a, s.c)); },
+      [](TopoMesh& m, Strip2& s) { m.splitEdge(edge(s.a, s.c)); },
+      [](TopoMesh& m, Strip2& s) { m.contractEdge(edge(s.c, s.d)); },
+      [](TopoMesh& m, Strip2& s) { m.collapseEdge(edge(s.a, s.c)); },
+      [](TopoMesh& m, Strip2& s) { m.deleteVertex(s.b); },
+      [](TopoMesh& m, Strip2& s) { m.deleteFace(s.first); },
+      [](TopoMesh& m, Strip2& s) {
+        m.subdivideFace(s.first, s.a, s.b, {{0.3, 0, 0}, {0.6, 0, 0}});
+      },
+      [](TopoMesh& m, Strip2& s) { m.splitFace(s.first.firstEdge(), s.first.firstEdge().prev()); },
+      [](TopoMesh& m, Strip2& s) {
+        m.deleteValenceTwoVertex(m.subdivideEdge(edge(s.a, s.c), {0.5, 0.5, 0}));
+      },
+      [](TopoMesh& m, Strip2& s) {
+        m.allocQuad(s.b, s.a, m.allocVertex({0, -1, 0}), m.allocVertex({1, -1, 0}));
+        m.setPoint(s.d, {5, 5, 5});
+      },
+      [](TopoMesh& m, Strip2& s) {
+        TopoMeshEdge e = edge(s.a, s.c), t = e.twin();
+        m.splitEdge(e);
+        m.mergeVertices(e, t);
+      },
+  };
+  for (int i = 0; i < int(std::size(editsToUndo)); ++i) {
+    SCOPED_TRACE(i);
+    TopoMesh mesh;
+    mesh.enableTransactions();
+    Strip2 s = buildStrip2(mesh);
+    tag(edge(s.a, s.c), 5);
+    StateRef before = mesh.createState();
+    const topodump::MeshDump was = topodump::dump(mesh);
+    editsToUndo[i](mesh, s);
+    EXPECT_MESH_VALID(mesh);
+    StateRef after = mesh.createState();
+    const topodump::MeshDump is = topodump::dump(mesh);
+    EXPECT_NE(topodump::difference(is, was), "");
+    mesh.setState(before);
+    EXPECT_EQ(topodump::difference(topodump::dump(mesh), was), "");
+    mesh.setState(after);
+    EXPECT_EQ(topodump::difference(topodump::dump(mesh), is), "");
+    EXPECT_EQ(topodump::unaccounted(mesh), 0);
+  }
+}
+
+}  // namespace
