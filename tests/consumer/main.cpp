@@ -1,4 +1,4 @@
-// Builds against the installed package and exercises a little of it.
+// Builds against the installed package and exercises a little of each family.
 #include <geom/geom.h>
 
 #include <cstdio>
@@ -8,7 +8,22 @@ int main() {
   const krGeom::MeshVertex v[3] = {{0.f, 0.f, 0.f}, {1.f, 0.f, 0.f}, {0.f, 1.f, 0.f}};
   mesh->copyVertices(3, v);
   krLinear::Point p = v[1].asPoint() * krLinear::AffineMatrix::identity();
-  if (mesh->getNumVertices() != 3 || p.x() != 1.0 || krGeom::numberOfActiveEntities() != 1) {
+
+  // An octree over the same points, and a half-edge triangle with a saved state.
+  const float xyz[9] = {0.f, 0.f, 0.f, 1.f, 0.f, 0.f, 0.f, 1.f, 0.f};
+  const float lo[3] = {0.f, 0.f, 0.f}, hi[3] = {1.f, 1.f, 1.f};
+  kr::Reference<krGeom::Octree> tree(
+      new krGeom::Octree(3, xyz, krGeom::BoundingBox(lo, hi), false, 1));
+  kr::Reference<krGeom::TopoMesh> topo(new krGeom::TopoMesh());
+  topo->enableTransactions();
+  kr::Reference<krGeom::TopoMeshState> empty = topo->createState();
+  topo->allocTriangle(topo->allocVertex(v[0].asPoint()), topo->allocVertex(v[1].asPoint()),
+                      topo->allocVertex(v[2].asPoint()));
+  const bool built = topo->numFaces() == 1 && topo->findBrokenInvariant().empty();
+  topo->setState(empty);
+
+  if (mesh->getNumVertices() != 3 || p.x() != 1.0 || tree->numLeafNodes() != 3 || !built ||
+      topo->numVertices() != 0 || krGeom::numberOfActiveEntities() != 2) {
     std::puts("consumer: unexpected result");
     return 1;
   }

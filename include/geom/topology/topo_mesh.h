@@ -185,6 +185,9 @@ class KRGEOM_EXPORT TopoMesh : public Entity {
   TopoMeshImpl* getImpl() const noexcept { return impl_.get(); }
 
  private:
+  // copy(), filling `maps` when it is not null.
+  void copyFrom(const TopoMesh& source, CopyData* maps);
+
   std::unique_ptr<TopoMeshImpl> impl_;
 };
 
