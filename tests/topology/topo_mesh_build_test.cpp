@@ -11,7 +11,7 @@ namespace {
 using namespace krGeom;
 using namespace topofix;
 
-TEST(TopoMeshHandleTest, ValenceCountsFacesAndAdjacencyQueries) {
+TEST(TopoMeshHandleTest, ValenceAdjacencyMetadataAndResetFirstEdge) {
   TopoMesh fanMesh;
   Fan6 fan = buildFan6(fanMesh);
   TopoMeshVertex isolated = fanMesh.allocVertex({5, 5, 5});
@@ -42,12 +42,9 @@ TEST(TopoMeshHandleTest, ValenceCountsFacesAndAdjacencyQueries) {
   EXPECT_EQ(tagOf(ca, 4), 17);
   ab.setMetadata(4, BlindData(2.5f));
   EXPECT_EQ(ab.getMetadata(4).data().f, 2.5f);
-}
 
-TEST(TopoMeshHandleTest, ResetFirstEdgeMovesToTheTwinlessOutgoingHalfEdge) {
-  TopoMesh mesh;
-  Fan6 fan = buildFan6(mesh);
-  // A ring vertex leaves towards the centre (twinned) and along the rim (no twin).
+  // resetFirstEdge moves to the twinless outgoing half-edge. A ring vertex leaves towards the
+  // centre (twinned) and along the rim (no twin).
   for (int i = 0; i < 6; ++i) {
     TopoMeshEdgeVertexIterator(fan.ring[i]).resetFirstEdge();
     EXPECT_EQ(fan.ring[i].firstEdge(), edge(fan.ring[i], fan.ring[(i + 1) % 6]));
@@ -112,11 +109,11 @@ TEST(TopoMeshBuildTest, QuadsAndPolygonsPairAlongSharedSides) {
   EXPECT_EQ(back.firstEdge().twin(), f.firstEdge());
 }
 
-TEST(TopoMeshBuildTest, DeleteFaceLeavesVerticesAndUnpairsNeighbours) {
-  TopoMesh mesh;
-  Triangle t = buildTriangle(mesh);
-  mesh.deleteFace(t.face);
-  EXPECT_TRUE(shape(mesh, 3, 0, 0));
+TEST(TopoMeshBuildTest, DeleteFaceAndDeleteEdge) {
+  TopoMesh tri;
+  Triangle t = buildTriangle(tri);
+  tri.deleteFace(t.face);
+  EXPECT_TRUE(shape(tri, 3, 0, 0));
   for (TopoMeshVertex v : {t.a, t.b, t.c}) EXPECT_FALSE(v.firstEdge());
 
   TopoMesh fanMesh;
@@ -127,9 +124,8 @@ TEST(TopoMeshBuildTest, DeleteFaceLeavesVerticesAndUnpairsNeighbours) {
   EXPECT_EQ(fan.centre.valence(), 5);
   EXPECT_TRUE(fan.centre.onBoundary());
   EXPECT_EQ(fan.ring[1].firstEdge(), edge(fan.ring[1], fan.ring[2]));
-}
 
-TEST(TopoMeshBuildTest, DeleteEdgeMergesIntoTheFirstFaceAndACutSplitsAgain) {
+  // deleteEdge merges into the first face and a cut splits it again.
   TopoMesh mesh;
   Strip2 s = buildStrip2(mesh);
   EXPECT_FALSE(mesh.deleteEdge(edge(s.a, s.b)));  // a boundary edge stays

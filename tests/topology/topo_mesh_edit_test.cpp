@@ -118,15 +118,14 @@ TEST(TopoMeshSplitTest, SplitFaceAndSwapEdge) {
   EXPECT_EQ(loop(q.face), Corners({q.d, q.b, q.c}));
   EXPECT_EQ(g.firstEdge(), t);
   EXPECT_EQ(loop(g), Corners({q.b, q.d, q.a}));
-  const TopoMeshVertex vs[] = {q.a, q.b, q.c, q.d};
-  const TopoMeshEdge firsts[] = {ab, t, cd, e};
-  for (int i = 0; i < 4; ++i) EXPECT_EQ(vs[i].firstEdge(), firsts[i]) << i;
+  EXPECT_EQ((std::vector<TopoMeshEdge>{q.a.firstEdge(), q.b.firstEdge(), q.c.firstEdge(),
+                                       q.d.firstEdge()}),
+            (std::vector<TopoMeshEdge>{ab, t, cd, e}));
 
   // In a tetrahedron every flip would duplicate an edge.
   TopoMesh tet;
-  TopoMeshVertex v[4];
-  for (int i = 0; i < 4; ++i)
-    v[i] = tet.allocVertex({double(i == 1), double(i == 2), double(i == 3)});
+  const TopoMeshVertex v[4] = {tet.allocVertex({0, 0, 0}), tet.allocVertex({1, 0, 0}),
+                               tet.allocVertex({0, 1, 0}), tet.allocVertex({0, 0, 1})};
   const int corners[4][3] = {{0, 2, 1}, {0, 1, 3}, {1, 2, 3}, {2, 0, 3}};
   for (const auto& c : corners) tet.allocTriangle(v[c[0]], v[c[1]], v[c[2]]);
   TopoMeshEdge flip = edge(v[0], v[1]);
@@ -178,14 +177,13 @@ TEST(TopoMeshSplitTest, SplitVertexOrEdgeAndMergeBack) {
   EXPECT_TRUE(shape(mesh, 4, 6, 2));
   EXPECT_EQ(vertices(mesh), Corners({s.b, s.c, s.d, w}));
   EXPECT_EQ(e.twin(), t);
-}
 
-TEST(TopoMeshSplitTest, SplitVertexBetweenTwoEdges) {
-  TopoMesh mesh;
-  QuadGrid g = buildQuadGrid(mesh, 2, 2);
+  // Splitting an interior grid vertex between two edges.
+  TopoMesh grid;
+  QuadGrid g = buildQuadGrid(grid, 2, 2);
   TopoMeshVertex x = g.at(1, 1);
-  TopoMeshVertex nv = mesh.splitVertex(edge(g.at(0, 1), x), edge(x, g.at(2, 1)));
-  EXPECT_TRUE(shape(mesh, 10, 16, 4));
+  TopoMeshVertex nv = grid.splitVertex(edge(g.at(0, 1), x), edge(x, g.at(2, 1)));
+  EXPECT_TRUE(shape(grid, 10, 16, 4));
   EXPECT_EQ(x.firstEdge(), edge(x, g.at(2, 1)));
   EXPECT_EQ(nv.firstEdge().v2(), g.at(0, 1));
   EXPECT_EQ(loop(g.faces[0]), Corners({g.at(0, 0), g.at(0, 1), x, g.at(1, 0)}));
@@ -194,7 +192,7 @@ TEST(TopoMeshSplitTest, SplitVertexBetweenTwoEdges) {
   EXPECT_EQ(loop(g.faces[3]), Corners({nv, g.at(1, 2), g.at(2, 2), g.at(2, 1)}));
 }
 
-TEST(TopoMeshCollapseTest, ContractAlongTheRim) {
+TEST(TopoMeshCollapseTest, ContractAlongTheRimAndCollapseInteriorEdges) {
   TopoMesh mesh;
   Fan6 fan = buildFan6(mesh);
   EXPECT_EQ(mesh.contractEdge(edge(fan.ring[1], fan.ring[2])), fan.ring[2]);
@@ -206,18 +204,15 @@ TEST(TopoMeshCollapseTest, ContractAlongTheRim) {
   // Without a twin, collapsing is contracting.
   EXPECT_EQ(mesh.collapseEdge(edge(fan.ring[3], fan.ring[4])), fan.ring[4]);
   EXPECT_TRUE(shape(mesh, 5, 12, 4));
-}
 
-TEST(TopoMeshCollapseTest, CollapseAnInteriorEdge) {
-  TopoMesh mesh;
-  Octahedron o = buildOctahedron(mesh);
+  TopoMesh oct;
+  Octahedron o = buildOctahedron(oct);
   tag(edge(o.top, o.e[1]), 11);   // pt side
   tag(edge(o.e[0], o.e[1]), 22);  // nt side
-  TopoMeshVertex w = mesh.collapseEdge(edge(o.top, o.e[0]));
-  EXPECT_TRUE(shape(mesh, 5, 18, 6));
-  EXPECT_EQ(w, o.e[0]);
-  EXPECT_TRUE(hasFaces(mesh, {{o.e[0], o.e[1], o.e[2]}, {o.e[0], o.e[2], o.e[3]}}));
-  for (TopoMeshVertex v : vertices(mesh)) EXPECT_FALSE(v.onBoundary());
+  EXPECT_EQ(oct.collapseEdge(edge(o.top, o.e[0])), o.e[0]);
+  EXPECT_TRUE(shape(oct, 5, 18, 6));
+  EXPECT_TRUE(hasFaces(oct, {{o.e[0], o.e[1], o.e[2]}, {o.e[0], o.e[2], o.e[3]}}));
+  for (TopoMeshVertex v : vertices(oct)) EXPECT_FALSE(v.onBoundary());
   // The surviving outer half takes its partner's metadata.
   EXPECT_EQ(tagOf(edge(o.e[0], o.e[1])), 11);
   EXPECT_EQ(tagOf(edge(o.e[1], o.e[0])), 11);
