@@ -1,12 +1,10 @@
 #include <geom/foundation/entity.h>
 #include <geom/spatial/octree.h>
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
-#include <cstdint>
 #include <cstdio>
 #include <random>
 #include <regex>
@@ -28,14 +26,8 @@ struct Walker {
   const Octree& tree;
   int vertsPerLeaf;
   bool keepEmpty;
-  int limit, nextRun = 0, nodes = 0, deepest = 0, nextFresh = 1;
-  std::vector<int> leafSeen;
-
-  Walker(const Octree& t, int vpl, bool keep)
-      : tree(t),
-        vertsPerLeaf(vpl),
-        keepEmpty(keep),
-        limit(int(std::ceil(2.0 * std::log(t.numVertices()) / std::log(8.0)))) {}
+  int limit = 0, nextRun = 0, nodes = 0, deepest = 0, nextFresh = 1;
+  std::vector<int> leafSeen = {};
 
   // Whether the points of a run are not all within one float step of its first point, where
   // "first" is as the build saw it: before a node is split its run is in ascending index order.
@@ -51,21 +43,21 @@ struct Walker {
     return false;
   }
 
-  // Visits the subtree at `it` whose expected leaf number is `leafNum`; returns its run. Leaf
-  // numbers: the first child of a split inherits, the others take fresh numbers in octant order
-  // at the time of the split.
-  std::pair<int, int> visit(const OctreeIterator& it, int level, int leafNum) {
+  // Visits the subtree at `it` whose expected leaf number is `leafNum`. Leaf numbers: the first
+  // child of a split inherits, the others take fresh numbers in octant order at the time of the
+  // split.
+  void visit(const OctreeIterator& it, int level, int leafNum) {
     ++nodes;
     deepest = std::max(deepest, level);
     float lo[3], hi[3], rootMax[3];
     it.getBox().minPt(lo), it.getBox().maxPt(hi), tree.getRoot().getBox().maxPt(rootMax);
+    const int start = nextRun;
     if (it.isLeaf()) {
       int first, end;
       it.getVertexRange(first, end);
-      EXPECT_EQ(first, nextRun);
-      nextRun = end;
-      EXPECT_EQ(it.getLeafNum(), leafNum);
+      EXPECT_EQ(std::make_pair(first, it.getLeafNum()), std::make_pair(start, leafNum));
       ++leafSeen.at(it.getLeafNum());
+      nextRun = end;
       EXPECT_TRUE(keepEmpty || first < end) << "an empty leaf without keep-empty";
       EXPECT_TRUE(end - first <= vertsPerLeaf || level == 1 || level == limit + 1 ||
                   !separable(first, end))
@@ -76,36 +68,32 @@ struct Walker {
         for (int k = 0; k < 3; ++k)  // half-open boxes, closed at the root's upper faces
           EXPECT_TRUE(p[k] >= lo[k] && (p[k] < hi[k] || (p[k] == hi[k] && hi[k] == rootMax[k])));
       }
-      return {first, end};
+      return;
     }
     std::vector<int> present;
     for (int c = 0; c < 8; ++c)
       if (OctreeIterator(it).descend(c)) present.push_back(c);
     const bool flat = lo[0] == hi[0] || lo[1] == hi[1] || lo[2] == hi[2];
     EXPECT_TRUE(!keepEmpty || flat || present.size() == 8u) << "keep-empty lost a child";
-    std::vector<int> nums(present.size(), leafNum);  // numbered before any child splits
-    for (std::size_t i = 1; i < present.size(); ++i) nums[i] = nextFresh++;
-    std::pair<int, int> run{-1, -1};
+    const int fresh = nextFresh - 1;  // numbered before any child splits
+    nextFresh += int(present.size()) - 1;
     for (std::size_t i = 0; i < present.size(); ++i) {
       OctreeIterator child = it;
       child.descend(present[i]);
-      const auto sub = visit(child, level + 1, nums[i]);
-      run = {i == 0 ? sub.first : run.first, sub.second};
+      visit(child, level + 1, i == 0 ? leafNum : fresh + int(i));
     }
     EXPECT_LE(level, limit) << "split below the depth limit";
-    EXPECT_TRUE(level == 1 ||
-                (run.second - run.first > vertsPerLeaf && separable(run.first, run.second)));
-    return run;
+    EXPECT_TRUE(level == 1 || (nextRun - start > vertsPerLeaf && separable(start, nextRun)));
   }
 
   void run() {
+    limit = int(std::ceil(2.0 * std::log(tree.numVertices()) / std::log(8.0)));
     leafSeen.assign(tree.numLeafNodes(), 0);
     visit(tree.getRoot(), 1, 0);
-    EXPECT_EQ(nextRun, tree.numVertices());
-    EXPECT_EQ(nodes, tree.numNodes());
-    EXPECT_EQ(deepest, tree.maxDepth());
-    EXPECT_EQ(nextFresh, tree.numLeafNodes());
-    EXPECT_THAT(leafSeen, ::testing::Each(1)) << "leaf numbers not dense";
+    EXPECT_EQ((std::vector<int>{nextRun, nodes, deepest, nextFresh}),
+              (std::vector<int>{tree.numVertices(), tree.numNodes(), tree.maxDepth(),
+                                tree.numLeafNodes()}));
+    EXPECT_EQ(leafSeen, std::vector<int>(leafSeen.size(), 1)) << "leaf numbers not dense";
   }
 };
 
@@ -113,7 +101,7 @@ struct Walker {
 // in z; within eight float steps of 1 (splits reach single steps before the depth limit).
 enum class Kind { kUniform, kGrid, kFlat, kTight };
 
-std::vector<float> makePoints(Kind kind, int n, std::uint32_t rngSeed) {
+std::vector<float> makePoints(Kind kind, int n, unsigned rngSeed) {
   std::mt19937 rng(rngSeed);
   std::uniform_real_distribution<float> unit(-1.0f, 3.0f);
   std::uniform_int_distribution<int> grid(0, 8);
@@ -128,22 +116,21 @@ std::vector<float> makePoints(Kind kind, int n, std::uint32_t rngSeed) {
 
 TEST(OctreeTest, RandomCloudsMatchTheirDefinition) {
   std::printf("rngSeed = 1, 2, 3\n");
-  for (std::uint32_t rngSeed : {1u, 2u, 3u})
+  for (unsigned rngSeed : {1u, 2u, 3u})
     for (Kind kind : {Kind::kUniform, Kind::kGrid, Kind::kFlat, Kind::kTight})
       for (int n : {1, 40, 3000})
         for (int vpl : {1, 8, 33})
           for (bool keepEmpty : {false, true}) {
-            SCOPED_TRACE(::testing::Message()
-                         << "rngSeed " << rngSeed << " kind " << int(kind) << " n " << n << " vpl "
-                         << vpl << " keep " << keepEmpty);
+            SCOPED_TRACE(::testing::Message() << "rngSeed, kind, n, vpl, keep " << rngSeed
+                                              << int(kind) << n << ' ' << vpl << keepEmpty);
             std::vector<float> xyz = makePoints(kind, n, rngSeed);
             Octree tree(n, xyz.data(), boundsOf(xyz), keepEmpty, vpl);
             EXPECT_EQ(tree.getVertices(), xyz.data());
-            Walker(tree, vpl, keepEmpty).run();
+            Walker{tree, vpl, keepEmpty}.run();
           }
 }
 
-TEST(OctreeTest, CoincidentPointsSplitTheRootOnce) {
+TEST(OctreeTest, CoincidentSmallAndThinInputsAndNodeOrdering) {
   // At (1, 2, 3) the widened box is too thin for float: it is flat, so even keep-empty makes
   // only the one occupied child. At the origin the box keeps its thickness and all 8 appear.
   for (float at : {1.0f, 0.0f})
@@ -158,36 +145,27 @@ TEST(OctreeTest, CoincidentPointsSplitTheRootOnce) {
       ASSERT_TRUE(it.descend(7));  // every point is on all three mid-planes: upper octant
       int first, end;
       it.getVertexRange(first, end);
-      EXPECT_EQ(end - first, 1000);
-      EXPECT_EQ(it.getLeafNum(), eight ? 7 : 0);
+      EXPECT_EQ(std::make_pair(end - first, it.getLeafNum()), std::make_pair(1000, eight ? 7 : 0));
     }
-}
 
-TEST(OctreeTest, SmallInputsStayOneLeafAndThinBoxesAreWidened) {
   std::vector<float> few = makePoints(Kind::kUniform, 8, 7);
-  for (int n : {0, 8}) Walker(Octree(n, few.data(), boundsOf(few), true, 8), 8, true).run();
+  for (int n : {0, 8}) Walker{Octree(n, few.data(), boundsOf(few), true, 8), 8, true}.run();
   const float min[3] = {0, 0, 0}, max[3] = {4, 2, 0};
   const std::vector<float> xyz(3, 0.0f);
   BoundingBox root = Octree(1, xyz.data(), BoundingBox(min, max), false, 8).getRoot().getBox();
-  const float m = 4.0f / 1000.0f;
-  EXPECT_EQ(root.minPt(), krLinear::PointFlt(0, 0, 0 - m * 0.5f));
-  EXPECT_EQ(root.maxPt(), krLinear::PointFlt(4, 2, 0 + m * 0.5f));
+  const float half = 4.0f / 1000.0f * 0.5f, lo[3] = {0, 0, -half}, hi[3] = {4, 2, half};
+  EXPECT_EQ(root, BoundingBox(lo, hi));
   // A point-like box: 1000 points give a depth limit of 7, so the extent becomes 2^8 FLT_MIN.
   const std::vector<float> many(3000, 0.0f);
   root = Octree(1000, many.data(), BoundingBox(), false, 8).getRoot().getBox();
   const float tiny = 256.0f * 1.1754944e-38f;
   EXPECT_EQ(root.maxPt(), krLinear::PointFlt(tiny * 0.5f, tiny * 0.5f, tiny * 0.5f));
-}
 
-TEST(OctreeTest, NodeOrderingSortsCornersByDotProduct) {
-  auto order = [](double x, double y, double z) {
-    std::vector<int> o(8);
-    Octree::getNodeOrdering(krLinear::Vector(x, y, z), o.data());
-    return o;
-  };
-  EXPECT_EQ(order(0, 0, -1), (std::vector<int>{4, 5, 6, 7, 0, 1, 2, 3}));
-  EXPECT_EQ(order(1, 1, 0), (std::vector<int>{0, 4, 1, 2, 5, 6, 3, 7}));  // ties keep octant order
-  EXPECT_EQ(order(-1, -2, -4), (std::vector<int>{7, 6, 5, 4, 3, 2, 1, 0}));
+  std::vector<int> order(8);  // corners sorted by dot product
+  Octree::getNodeOrdering(krLinear::Vector(1, 1, 0), order.data());
+  EXPECT_EQ(order, (std::vector<int>{0, 4, 1, 2, 5, 6, 3, 7}));  // ties keep octant order
+  Octree::getNodeOrdering(krLinear::Vector(-1, -2, -4), order.data());
+  EXPECT_EQ(order, (std::vector<int>{7, 6, 5, 4, 3, 2, 1, 0}));
 }
 
 TEST(OctreeTest, SizeCopiesAndTimingLine) {
@@ -212,7 +190,7 @@ TEST(OctreeTest, SizeCopiesAndTimingLine) {
   const int* remap = tree->getRemap();
   tree.reset();
   EXPECT_EQ(copy.getRemap(), remap);
-  Walker(copy, 16, false).run();
+  Walker{copy, 16, false}.run();
 }
 
 }  // namespace

@@ -15,7 +15,6 @@
 
 // Runs the mesh's invariant checker; the message names the first broken invariant.
 #define EXPECT_MESH_VALID(mesh) EXPECT_STREQ((mesh).findBrokenInvariant().c_str(), "")
-#define ASSERT_MESH_VALID(mesh) ASSERT_STREQ((mesh).findBrokenInvariant().c_str(), "")
 
 namespace topofix {
 
@@ -31,15 +30,6 @@ inline TopoMeshEdge edge(TopoMeshVertex a, TopoMeshVertex b) {
 
 // ---- Named meshes ----
 
-// Corners a, b, c, d of the unit square, counter-clockwise from the origin.
-struct Square {
-  TopoMeshVertex a, b, c, d;
-};
-inline Square square(TopoMesh& m) {
-  return {m.allocVertex({0, 0, 0}), m.allocVertex({1, 0, 0}), m.allocVertex({1, 1, 0}),
-          m.allocVertex({0, 1, 0})};
-}
-
 // One triangle a (0, 0, 0), b (1, 0, 0), c (0, 1, 0) with no neighbours.
 struct Triangle {
   TopoMeshVertex a, b, c;
@@ -51,23 +41,31 @@ inline Triangle buildTriangle(TopoMesh& m) {
   return t;
 }
 
-// Two triangles (a, b, c) and (a, c, d) of the unit square sharing the edge a-c.
-struct Strip2 : Square {
-  TopoMeshFace first, second;
+// The unit square's corners a, b, c, d, counter-clockwise from the origin; as a strip, the two
+// triangles (a, b, c) and (a, c, d) sharing the edge a-c; as a quad, one `face` a, b, c, d.
+struct Square {
+  TopoMeshVertex a, b, c, d;
+  TopoMeshFace first, second, face;
 };
+using Strip2 = Square;
+using Quad = Square;
+inline Square square(TopoMesh& m) {
+  return {m.allocVertex({0, 0, 0}),
+          m.allocVertex({1, 0, 0}),
+          m.allocVertex({1, 1, 0}),
+          m.allocVertex({0, 1, 0}),
+          {},
+          {},
+          {}};
+}
 inline Strip2 buildStrip2(TopoMesh& m) {
-  Strip2 s{square(m), {}, {}};
+  Strip2 s = square(m);
   s.first = m.allocTriangle(s.a, s.b, s.c);
   s.second = m.allocTriangle(s.a, s.c, s.d);
   return s;
 }
-
-// The unit square as one quad a, b, c, d.
-struct Quad : Square {
-  TopoMeshFace face;
-};
 inline Quad buildQuad(TopoMesh& m) {
-  Quad q{square(m), {}};
+  Quad q = square(m);
   q.face = m.allocQuad(q.a, q.b, q.c, q.d);
   return q;
 }
@@ -78,8 +76,7 @@ struct Fan6 {
   TopoMeshFace faces[6];
 };
 inline Fan6 buildFan6(TopoMesh& m) {
-  Fan6 fan;
-  fan.centre = m.allocVertex({0, 0, 0});
+  Fan6 fan{m.allocVertex({0, 0, 0}), {}, {}};
   for (int i = 0; i < 6; ++i)
     fan.ring[i] = m.allocVertex({std::cos(i * M_PI / 3), std::sin(i * M_PI / 3), 0});
   for (int i = 0; i < 6; ++i)
@@ -94,8 +91,7 @@ struct Octahedron {
 };
 inline Octahedron buildOctahedron(TopoMesh& m) {
   Octahedron o{m.allocVertex({0, 0, 1}), m.allocVertex({0, 0, -1}), {}, {}};
-  const double xy[4][2] = {{1, 0}, {0, 1}, {-1, 0}, {0, -1}};
-  for (int i = 0; i < 4; ++i) o.e[i] = m.allocVertex({xy[i][0], xy[i][1], 0});
+  for (int i = 0; i < 4; ++i) o.e[i] = m.allocVertex({(1 - i) % 2 * 1.0, (2 - i) % 2 * 1.0, 0});
   for (int i = 0; i < 4; ++i) o.faces[i] = m.allocTriangle(o.top, o.e[i], o.e[(i + 1) % 4]);
   for (int i = 0; i < 4; ++i) o.faces[4 + i] = m.allocTriangle(o.bottom, o.e[(i + 1) % 4], o.e[i]);
   return o;
@@ -120,17 +116,14 @@ inline QuadGrid buildQuadGrid(TopoMesh& m, int rows, int cols) {
 }
 
 // A closed torus of rows x cols quads (at least 3 x 3), each split into two triangles along the
-// same diagonal: every vertex has valence 6. Vertex (r, c) is vertices[r * cols + c]. While faces
-// are added some vertices have two separate fans, where the pairing search (a fan walk) cannot
-// see the partner; those edges are paired at the end.
+// same diagonal: every vertex has valence 6. Vertex (r, c) is vertices[r * cols + c], placed at
+// (c, r, 0): only the topology is a torus. While faces are added some vertices have two separate
+// fans, where the pairing search (a fan walk) cannot see the partner; those edges are paired at
+// the end.
 inline std::vector<TopoMeshVertex> buildTorus(TopoMesh& m, int rows, int cols) {
   std::vector<TopoMeshVertex> vs;
-  for (int r = 0; r < rows; ++r)
-    for (int c = 0; c < cols; ++c) {
-      const double u = 2 * M_PI * r / rows, v = 2 * M_PI * c / cols;
-      vs.push_back(m.allocVertex(
-          {(3 + std::cos(u)) * std::cos(v), (3 + std::cos(u)) * std::sin(v), std::sin(u)}));
-    }
+  for (int i = 0; i < rows * cols; ++i)
+    vs.push_back(m.allocVertex({i % cols * 1.0, i / cols * 1.0, 0}));
   auto at = [&](int r, int c) { return vs[(r % rows) * cols + (c % cols)]; };
   for (int r = 0; r < rows; ++r)
     for (int c = 0; c < cols; ++c) {
@@ -157,41 +150,36 @@ inline Corners loop(TopoMeshFace f) {
 }
 
 // The records of each list in list order.
-inline std::vector<TopoMeshVertex> vertices(const TopoMesh& mesh) {
-  std::vector<TopoMeshVertex> out;
-  for (TopoMeshVertex v = mesh.firstVertex(); v; v = v.nextInMesh()) out.push_back(v);
+template <class T>
+std::vector<T> chain(T r) {
+  std::vector<T> out;
+  for (; r; r = r.nextInMesh()) out.push_back(r);
   return out;
 }
 inline std::vector<TopoMeshFace> faces(const TopoMesh& mesh) {
-  std::vector<TopoMeshFace> out;
-  for (TopoMeshFace f = mesh.firstFace(); f; f = f.nextInMesh()) out.push_back(f);
-  return out;
+  return chain(mesh.firstFace());
 }
 
 // A valid mesh with these record counts (half-edges count singly).
 inline ::testing::AssertionResult shape(const TopoMesh& m, int vertices, int edges, int faces) {
   const krString::CString broken = m.findBrokenInvariant();
-  if (!broken.empty()) return ::testing::AssertionFailure() << broken.c_str();
-  if (m.numVertices() == vertices && m.numEdges() == edges && m.numFaces() == faces)
+  if (broken.empty() && m.numVertices() == vertices && m.numEdges() == edges &&
+      m.numFaces() == faces)
     return ::testing::AssertionSuccess();
-  return ::testing::AssertionFailure()
-         << "counts " << m.numVertices() << ", " << m.numEdges() << ", " << m.numFaces();
+  return ::testing::AssertionFailure() << broken.c_str() << " counts " << m.numVertices() << ", "
+                                       << m.numEdges() << ", " << m.numFaces();
 }
 
 // True when the mesh has a face for each loop, up to rotation.
 inline bool hasFaces(const TopoMesh& mesh, const std::vector<Corners>& loops) {
-  for (const Corners& corners : loops) {
-    bool found = false;
-    for (TopoMeshFace f : faces(mesh)) {
-      Corners l = loop(f);
-      for (std::size_t s = 0; s < l.size() && !found; ++s) {
-        found = l == corners;
-        std::rotate(l.begin(), l.begin() + 1, l.end());
-      }
+  return std::all_of(loops.begin(), loops.end(), [&](Corners want) {
+    for (std::size_t s = 0; s < want.size(); ++s) {
+      for (TopoMeshFace f : faces(mesh))
+        if (loop(f) == want) return true;
+      std::rotate(want.begin(), want.begin() + 1, want.end());
     }
-    if (!found) return false;
-  }
-  return true;
+    return false;
+  });
 }
 
 // Tags a half-edge (and, through setMetadata, its twin) with an int in slot `slot`.

@@ -1,7 +1,6 @@
 // TopoMesh handles, construction, pairing, deletion, copying and the invariant checker.
 #include "topo_fixtures.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -16,32 +15,27 @@ TEST(TopoMeshHandleTest, ValenceAdjacencyMetadataAndResetFirstEdge) {
   Fan6 fan = buildFan6(fanMesh);
   TopoMeshVertex isolated = fanMesh.allocVertex({5, 5, 5});
   // A boundary ring vertex has three edges but two faces; an isolated vertex is not on a boundary.
-  const TopoMeshVertex vs[] = {fan.centre, fan.ring[0], isolated};
-  const int valences[] = {6, 2, 0};
-  for (int i = 0; i < 3; ++i) EXPECT_EQ(vs[i].valence(), valences[i]);
-  for (int i = 0; i < 3; ++i) EXPECT_EQ(vs[i].onBoundary(), i == 1);
+  EXPECT_EQ(
+      (std::vector<int>{fan.centre.valence(), fan.ring[0].valence(), isolated.valence(),
+                        fan.centre.onBoundary(), fan.ring[0].onBoundary(), isolated.onBoundary()}),
+      (std::vector<int>{6, 2, 0, false, true, false}));
 
   TopoMesh mesh;
   Strip2 s = buildStrip2(mesh);
   TopoMeshEdge ac = edge(s.a, s.c), ca = edge(s.c, s.a), ab = edge(s.a, s.b), bc = edge(s.b, s.c);
-  EXPECT_EQ(ac.twin(), ca);
-  EXPECT_EQ(edge(s.b, s.d), TopoMeshEdge());
-  EXPECT_FALSE(ac.adjacent(ca));  // both vertices shared, yet twins give null
-  EXPECT_EQ(ab.adjacent(ac), s.a);
-  EXPECT_EQ(bc.adjacent(ac), s.c);
-  EXPECT_EQ(ab.adjacent(edge(s.c, s.d)), TopoMeshVertex());
-  EXPECT_TRUE(ab.adjacent(s.b));
-  EXPECT_EQ(s.b.adjacent(s.d), TopoMeshFace());
-  EXPECT_EQ(s.d.adjacent(s.a), s.second);
-  EXPECT_EQ(s.first.adjacent(s.c), bc.next());
-  EXPECT_EQ(s.first.adjacent(s.second), ca);
-  EXPECT_EQ(s.second.adjacent(s.first), ac);
+  EXPECT_TRUE(ac.twin() == ca && !edge(s.b, s.d) && ab.adjacent(s.b));
+  // Twins share both vertices, yet give null.
+  EXPECT_EQ(
+      (Corners{ac.adjacent(ca), ab.adjacent(ac), bc.adjacent(ac), ab.adjacent(edge(s.c, s.d))}),
+      (Corners{{}, s.a, s.c, {}}));
+  EXPECT_EQ((std::vector<TopoMeshFace>{s.b.adjacent(s.d), s.d.adjacent(s.a)}),
+            (std::vector<TopoMeshFace>{{}, s.second}));
+  EXPECT_EQ((std::vector<TopoMeshEdge>{s.first.adjacent(s.c), s.first.adjacent(s.second),
+                                       s.second.adjacent(s.first)}),
+            (std::vector<TopoMeshEdge>{bc.next(), ca, ac}));
 
-  // Twins share metadata; a boundary half keeps its own.
-  tag(ac, 17, 4);
+  tag(ac, 17, 4);  // twins share metadata
   EXPECT_EQ(tagOf(ca, 4), 17);
-  ab.setMetadata(4, BlindData(2.5f));
-  EXPECT_EQ(ab.getMetadata(4).data().f, 2.5f);
 
   // resetFirstEdge moves to the twinless outgoing half-edge. A ring vertex leaves towards the
   // centre (twinned) and along the rim (no twin).
@@ -62,12 +56,10 @@ TEST(TopoMeshBuildTest, SizesLoopsFirstEdgesAndCreationOrder) {
   EXPECT_EQ(mesh.getSizeInBytes(), 200);
   EXPECT_TRUE(shape(mesh, 3, 3, 1));
   EXPECT_EQ(loop(t.face), Corners({t.a, t.b, t.c}));
+  EXPECT_EQ(chain(mesh.firstVertex()), Corners({t.a, t.b, t.c}));
   TopoMeshEdge e0 = t.face.firstEdge();
-  EXPECT_EQ(mesh.firstEdge(), e0);
-  EXPECT_EQ(e0.nextInMesh(), e0.next());
-  EXPECT_EQ(e0.next().nextInMesh(), e0.prev());
+  EXPECT_EQ(chain(mesh.firstEdge()), (std::vector<TopoMeshEdge>{e0, e0.next(), e0.prev()}));
   EXPECT_EQ(t.c.firstEdge(), e0.prev());
-  EXPECT_EQ(vertices(mesh), Corners({t.a, t.b, t.c}));
   EXPECT_EQ(e0.getMetadata(7).type(), BlindData::eUndefined);  // new half-edges are zeroed
 }
 
@@ -81,24 +73,21 @@ TEST(TopoMeshBuildTest, AttachingAFaceOverwritesTheExistingHalfMetadata) {
   TopoMeshFace f2 = mesh.allocTriangle(q.a, q.c, q.d);
   EXPECT_MESH_VALID(mesh);
   TopoMeshEdge ac = f2.firstEdge();
-  EXPECT_EQ(ac.twin(), ca);
-  EXPECT_EQ(ca.face(), f1);
+  EXPECT_TRUE(ac.twin() == ca && ca.face() == f1);
   EXPECT_EQ(ca.getMetadata(0).type(), BlindData::eUndefined);
   EXPECT_EQ(ca.getMetadata(19).type(), BlindData::eUndefined);
   // The existing firstEdge fields stay; only d got one.
-  EXPECT_EQ(q.a.firstEdge(), f1.firstEdge());
-  EXPECT_EQ(q.d.firstEdge(), ac.prev());
+  EXPECT_TRUE(q.a.firstEdge() == f1.firstEdge() && q.d.firstEdge() == ac.prev());
 }
 
 TEST(TopoMeshBuildTest, QuadsAndPolygonsPairAlongSharedSides) {
   TopoMesh mesh;
   QuadGrid g = buildQuadGrid(mesh, 3, 4);
   EXPECT_TRUE(shape(mesh, 20, 48, 12));
-  int twinned = 0;
-  for (TopoMeshEdge e = mesh.firstEdge(); e; e = e.nextInMesh()) twinned += e.twin() ? 1 : 0;
-  EXPECT_EQ(twinned, 2 * (3 * 3 + 2 * 4));  // interior edges: vertical 3x3, horizontal 2x4
-  EXPECT_EQ(g.at(1, 1).valence(), 4);
-  EXPECT_FALSE(g.at(1, 1).onBoundary());
+  int twinned = 0;  // interior sides: vertical 3x3, horizontal 2x4
+  for (TopoMeshEdge e : chain(mesh.firstEdge())) twinned += bool(e.twin());
+  EXPECT_EQ(twinned, 2 * (3 * 3 + 2 * 4));
+  EXPECT_TRUE(g.at(1, 1).valence() == 4 && !g.at(1, 1).onBoundary());
 
   TopoMesh poly;
   kr::vector<TopoMeshVertex> pentagon;
@@ -113,17 +102,14 @@ TEST(TopoMeshBuildTest, DeleteFaceAndDeleteEdge) {
   TopoMesh tri;
   Triangle t = buildTriangle(tri);
   tri.deleteFace(t.face);
-  EXPECT_TRUE(shape(tri, 3, 0, 0));
-  for (TopoMeshVertex v : {t.a, t.b, t.c}) EXPECT_FALSE(v.firstEdge());
+  EXPECT_TRUE(shape(tri, 3, 0, 0) && !t.a.firstEdge() && !t.b.firstEdge() && !t.c.firstEdge());
 
   TopoMesh fanMesh;
   Fan6 fan = buildFan6(fanMesh);
   fanMesh.deleteFace(fan.faces[0]);
   EXPECT_TRUE(shape(fanMesh, 7, 15, 5));
-  EXPECT_FALSE(edge(fan.centre, fan.ring[1]).twin());
-  EXPECT_EQ(fan.centre.valence(), 5);
-  EXPECT_TRUE(fan.centre.onBoundary());
-  EXPECT_EQ(fan.ring[1].firstEdge(), edge(fan.ring[1], fan.ring[2]));
+  EXPECT_TRUE(!edge(fan.centre, fan.ring[1]).twin() && fan.centre.valence() == 5 &&
+              fan.centre.onBoundary() && fan.ring[1].firstEdge() == edge(fan.ring[1], fan.ring[2]));
 
   // deleteEdge merges into the first face and a cut splits it again.
   TopoMesh mesh;
@@ -137,8 +123,7 @@ TEST(TopoMeshBuildTest, DeleteFaceAndDeleteEdge) {
 
   TopoMeshEdge diag = mesh.subdivideFace(s.first, s.a, s.c);
   EXPECT_TRUE(shape(mesh, 4, 6, 2));
-  EXPECT_EQ(diag, edge(s.a, s.c));
-  EXPECT_EQ(diag.face(), s.first);
+  EXPECT_TRUE(diag == edge(s.a, s.c) && diag.face() == s.first);
   EXPECT_TRUE(hasFaces(mesh, {{s.a, s.c, s.d}, {s.a, s.b, s.c}}));
 }
 
@@ -151,8 +136,7 @@ TEST(TopoMeshBuildTest, DeleteVertex) {
   TopoMeshFace f = mesh.deleteVertex(c);
   EXPECT_TRUE(shape(mesh, 6, 24, 8));
   EXPECT_TRUE(hasFaces(mesh, {{o.top, o.e[0], o.e[1]}}));
-  TopoMeshEdge h = f.firstEdge();
-  for (int i = 0; i < 3; ++i, h = h.next()) EXPECT_TRUE(h.twin());
+  EXPECT_TRUE(f.firstEdge().twin() && f.firstEdge().next().twin() && f.firstEdge().prev().twin());
   // The new triangle is paired with the outer halves and overwrites their metadata.
   EXPECT_EQ(tagOf(edge(o.e[1], o.e[0])), -1);
 
@@ -160,7 +144,7 @@ TEST(TopoMeshBuildTest, DeleteVertex) {
   Triangle t = buildTriangle(tri);
   EXPECT_FALSE(tri.deleteVertex(t.a));  // valence 1: its face goes too
   EXPECT_TRUE(shape(tri, 2, 0, 0));
-  EXPECT_EQ(vertices(tri), Corners({t.b, t.c}));
+  EXPECT_EQ(chain(tri.firstVertex()), Corners({t.b, t.c}));
 }
 
 TEST(TopoMeshBuildTest, DeleteValenceTwoVertexJoinsTwoEdges) {
@@ -169,8 +153,7 @@ TEST(TopoMeshBuildTest, DeleteValenceTwoVertexJoinsTwoEdges) {
   TopoMeshVertex mid = mesh.subdivideEdge(edge(g.at(0, 1), g.at(1, 1)), {1, 0.5, 0});
   mesh.deleteValenceTwoVertex(mid);
   EXPECT_TRUE(shape(mesh, 6, 8, 2));
-  EXPECT_EQ(edge(g.at(0, 1), g.at(1, 1)).twin(), edge(g.at(1, 1), g.at(0, 1)));
-  EXPECT_EQ(loop(g.faces[0]).size(), 4u);
+  EXPECT_EQ(loop(g.faces[0]), Corners({g.at(0, 0), g.at(0, 1), g.at(1, 1), g.at(1, 0)}));
 
   TopoMesh quad;  // a boundary vertex in the middle of a quad side goes
   Quad q = buildQuad(quad);
@@ -178,12 +161,12 @@ TEST(TopoMeshBuildTest, DeleteValenceTwoVertexJoinsTwoEdges) {
   EXPECT_TRUE(shape(quad, 4, 4, 1));
   EXPECT_EQ(loop(q.face), Corners({q.a, q.b, q.c, q.d}));
 
-  TopoMesh tri;  // a corner of a lone triangle would leave a two-gon: nothing happens
+  // A corner of a lone triangle would leave a two-gon, and an interior vertex of valence 6 is no
+  // candidate: nothing happens.
+  TopoMesh tri, fanMesh;
   tri.deleteValenceTwoVertex(buildTriangle(tri).a);
-  EXPECT_TRUE(shape(tri, 3, 3, 1));
-  TopoMesh fanMesh;  // an interior vertex of valence 6 is left alone
   fanMesh.deleteValenceTwoVertex(buildFan6(fanMesh).centre);
-  EXPECT_TRUE(shape(fanMesh, 7, 18, 6));
+  EXPECT_TRUE(shape(tri, 3, 3, 1) && shape(fanMesh, 7, 18, 6));
 }
 
 TEST(TopoMeshBuildTest, CopyTranslatesEveryLinkAndMetadata) {
@@ -198,22 +181,18 @@ TEST(TopoMeshBuildTest, CopyTranslatesEveryLinkAndMetadata) {
   copy.copy(mesh, maps);
   EXPECT_TRUE(shape(copy, 6, 21, 7));
   ASSERT_EQ(maps.edgeMap.size(), 21u);
-  for (const auto& [src, dst] : maps.edgeMap) {
-    EXPECT_EQ(dst->vertex, maps.vertexMap[src->vertex]);
-    EXPECT_EQ(dst->next, maps.edgeMap[src->next]);
-    EXPECT_EQ(dst->prev, maps.edgeMap[src->prev]);
-    EXPECT_EQ(dst->twin, src->twin ? maps.edgeMap[src->twin] : nullptr);
-    EXPECT_EQ(dst->face, maps.faceMap[src->face]);
-    EXPECT_EQ(std::memcmp(dst->metadata, src->metadata, sizeof(src->metadata)), 0);
-  }
-  for (const auto& [src, dst] : maps.vertexMap) {
-    EXPECT_EQ(dst->point, src->point);
-    EXPECT_EQ(dst->firstEdge, maps.edgeMap[src->firstEdge]);
-  }
+  for (const auto& [src, dst] : maps.edgeMap)
+    EXPECT_TRUE(dst->vertex == maps.vertexMap[src->vertex] &&
+                dst->next == maps.edgeMap[src->next] && dst->prev == maps.edgeMap[src->prev] &&
+                dst->face == maps.faceMap[src->face] &&
+                dst->twin == (src->twin ? maps.edgeMap[src->twin] : nullptr) &&
+                !std::memcmp(dst->metadata, src->metadata, sizeof(src->metadata)));
+  for (const auto& [src, dst] : maps.vertexMap)
+    EXPECT_TRUE(dst->point == src->point && dst->firstEdge == maps.edgeMap[src->firstEdge]);
   EXPECT_EQ(TopoMeshFace(maps.faceMap[o.faces[3]]).getMetadata(1).data().i, 7);
-  TopoMeshVertex v = copy.firstVertex();  // list order is kept
-  for (TopoMeshVertex s = mesh.firstVertex(); s; s = s.nextInMesh(), v = v.nextInMesh())
-    EXPECT_EQ(v.data(), maps.vertexMap[s]);
+  Corners mapped;  // list order is kept
+  for (TopoMeshVertex s : chain(mesh.firstVertex())) mapped.emplace_back(maps.vertexMap[s]);
+  EXPECT_EQ(chain(copy.firstVertex()), mapped);
 
   TopoMesh assigned;
   buildTriangle(assigned);
@@ -228,8 +207,7 @@ TEST(TopoMeshBuildTest, CopyTranslatesEveryLinkAndMetadata) {
   TopoMesh small;
   Triangle t = buildTriangle(small);
   mesh.swap(small);
-  EXPECT_EQ(mesh.firstFace(), t.face);
-  EXPECT_EQ(small.numFaces(), 7);
+  EXPECT_TRUE(mesh.firstFace() == t.face && small.numFaces() == 7);
 }
 
 TEST(TopoMeshBuildTest, CheckerNamesTheFirstBrokenInvariant) {
@@ -256,7 +234,7 @@ TEST(TopoMeshBuildTest, CheckerNamesTheFirstBrokenInvariant) {
     TopoMesh mesh;
     Strip2 s = buildStrip2(mesh);
     c.corrupt(s);
-    EXPECT_THAT(mesh.findBrokenInvariant().str(), ::testing::HasSubstr(c.expected));
+    EXPECT_NE(mesh.findBrokenInvariant().str().find(c.expected), std::string::npos) << c.expected;
   }
 }
 

@@ -6,10 +6,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <random>
 #include <set>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -25,25 +27,19 @@ std::set<TopoMeshVertex> neighbours(TopoMeshVertex v) {
   return out;
 }
 
-class RandomEdits {
- public:
+struct RandomEdits {
   explicit RandomEdits(std::uint32_t rngSeed) : rng(rngSeed) {}
 
   TopoMesh mesh;
   std::mt19937 rng;
   static constexpr int kKinds = 7;
 
-  TopoMeshEdge randomEdge() {
-    TopoMeshEdge e = mesh.firstEdge();
-    for (std::uint32_t k = rng() % mesh.numEdges(); k > 0; --k) e = e.nextInMesh();
-    return e;
-  }
-
   // Tries one edit of the given kind; false when its precondition does not hold. Every edit
   // keeps a closed triangulated surface with valences of 3 or more.
   bool step(int kind) {
     const bool mayGrow = mesh.numVertices()<120, mayShrink = mesh.numVertices()> 30;
-    TopoMeshEdge e = randomEdge();
+    TopoMeshEdge e = mesh.firstEdge();
+    for (std::uint32_t k = rng() % mesh.numEdges(); k > 0; --k) e = e.nextInMesh();
     TopoMeshVertex u = e.v1(), w = e.v2(), c = e.prev().v1(), d = e.twin().prev().v1();
     switch (kind) {
       case 0:  // flip
@@ -57,8 +53,7 @@ class RandomEdits {
         return true;
       }
       case 2:  // fan a triangle
-        if (mayGrow) mesh.subdivideFace(e.face(), e.face().centroid());
-        return mayGrow;
+        return mayGrow && mesh.subdivideFace(e.face(), e.face().centroid());
       case 3: {  // remove a vertex of valence 3 whose neighbours keep valence 3 or more
         if (!mayShrink || u.valence() != 3) return false;
         for (TopoMeshVertex x : neighbours(u))
@@ -76,19 +71,14 @@ class RandomEdits {
         EXPECT_EQ(mesh.collapseEdge(e), w);
         return true;
       }
-      case 5: {  // remove an edge and cut the quad again along the same diagonal
+      default: {  // remove an edge and cut the quad along the same diagonal, or the other (a flip)
+        const bool flip = kind == 6;
+        if (flip && (u.valence() < 4 || w.valence() < 4 || edge(c, d) || edge(d, c))) return false;
         TopoMeshFace f = e.face();
         if (!mesh.deleteEdge(e)) return false;
         EXPECT_EQ(f.numVertices(), 4);
-        TopoMeshEdge cut = mesh.subdivideFace(f, u, w);
-        EXPECT_EQ(cut, edge(u, w));
-        return true;
-      }
-      default: {  // remove an edge and cut the quad along the other diagonal (a flip)
-        if (u.valence() < 4 || w.valence() < 4 || edge(c, d) || edge(d, c)) return false;
-        TopoMeshFace f = e.face();
-        mesh.deleteEdge(e);
-        mesh.subdivideFace(f, c, d);
+        TopoMeshEdge cut = flip ? mesh.subdivideFace(f, c, d) : mesh.subdivideFace(f, u, w);
+        EXPECT_EQ(cut, flip ? edge(c, d) : edge(u, w));
         return true;
       }
     }
@@ -98,15 +88,13 @@ class RandomEdits {
   ::testing::AssertionResult closedTorus() const {
     const krString::CString broken = mesh.findBrokenInvariant();
     if (!broken.empty()) return ::testing::AssertionFailure() << broken.c_str();
-    for (TopoMeshFace f = mesh.firstFace(); f; f = f.nextInMesh())
-      if (f.numVertices() != 3) return ::testing::AssertionFailure() << "a face is no triangle";
     for (TopoMeshEdge e = mesh.firstEdge(); e; e = e.nextInMesh())
-      if (!e.twin()) return ::testing::AssertionFailure() << "a boundary appeared";
-    for (TopoMeshVertex v = mesh.firstVertex(); v; v = v.nextInMesh())
-      if (v.valence() < 3) return ::testing::AssertionFailure() << "a vertex of valence < 3";
+      if (!e.twin() || e.face().numVertices() != 3 || e.v1().valence() < 3)
+        return ::testing::AssertionFailure() << "a boundary, a non-triangle or a valence below 3";
+    // An isolated vertex would change the Euler characteristic.
     const int euler = mesh.numVertices() - mesh.numEdges() / 2 + mesh.numFaces();
-    if (euler != 0) return ::testing::AssertionFailure() << "Euler characteristic " << euler;
-    return ::testing::AssertionSuccess();
+    if (euler == 0) return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << "Euler characteristic " << euler;
   }
 };
 
@@ -128,10 +116,7 @@ TEST(TopoMeshRandomTest, ThousandsOfValidEditsKeepTheInvariants) {
   for (int kind = 0; kind < RandomEdits::kKinds; ++kind) EXPECT_GT(done[kind], 50) << kind;
 }
 
-struct Saved {
-  StateRef state;
-  topodump::MeshDump dump;
-};
+using Saved = std::pair<StateRef, topodump::MeshDump>;  // a state and its dump when made
 
 // Random edits and point moves, states made and dropped, and jumps across the branches of the
 // state tree. Every pool record must stay live, a saved copy or held for a state.
@@ -140,8 +125,7 @@ void runSession(std::uint32_t rngSeed, int steps) {
   SCOPED_TRACE(testing::Message() << "rngSeed " << rngSeed);
   std::vector<Saved> saved;  // outlives the mesh: held states are detached when it goes
   RandomEdits edits(rngSeed);
-  TopoMesh& mesh = edits.mesh;
-  std::mt19937& rng = edits.rng;
+  auto& [mesh, rng] = edits;
   buildTorus(mesh, 6, 8);
   for (TopoMeshEdge e = mesh.firstEdge(); e; e = e.nextInMesh()) tag(e, int(rng() % 1000));
   mesh.enableTransactions();
@@ -159,14 +143,13 @@ void runSession(std::uint32_t rngSeed, int steps) {
       }
     } else if (r < 65) {
       StateRef s = mesh.createState();
-      bool known = false;
-      for (const Saved& k : saved) known = known || k.state == s;
-      if (!known) saved.push_back({s, topodump::dump(mesh)});
+      if (std::none_of(saved.begin(), saved.end(), [&](const Saved& k) { return k.first == s; }))
+        saved.push_back({s, topodump::dump(mesh)});
     } else if (r < 87) {
       const Saved& target = saved[rng() % saved.size()];
-      mesh.setState(target.state);
+      mesh.setState(target.first);
       ++jumps;
-      ASSERT_EQ(topodump::difference(topodump::dump(mesh), target.dump), "");
+      ASSERT_EQ(topodump::difference(topodump::dump(mesh), target.second), "");
       ASSERT_TRUE(edits.closedTorus());
     } else if (saved.size() > 1) {
       const std::int64_t before = mesh.getImpl()->log()->usage().states;
@@ -177,8 +160,8 @@ void runSession(std::uint32_t rngSeed, int steps) {
     ASSERT_EQ(topodump::unaccounted(mesh), 0);
   }
   for (const Saved& s : saved) {  // every surviving state is still reachable and exact
-    mesh.setState(s.state);
-    ASSERT_EQ(topodump::difference(topodump::dump(mesh), s.dump), "");
+    mesh.setState(s.first);
+    ASSERT_EQ(topodump::difference(topodump::dump(mesh), s.second), "");
   }
   EXPECT_GT(jumps, steps / 10);
   EXPECT_GT(merges, steps / 50);
@@ -228,10 +211,10 @@ TEST(TopoMeshStateRandomTest, LessCommonEditsAreUndoneExactly) {
     StateRef after = mesh.createState();
     const topodump::MeshDump is = topodump::dump(mesh);
     EXPECT_NE(topodump::difference(is, was), "");
-    mesh.setState(before);
-    EXPECT_EQ(topodump::difference(topodump::dump(mesh), was), "");
-    mesh.setState(after);
-    EXPECT_EQ(topodump::difference(topodump::dump(mesh), is), "");
+    for (const auto& [state, expected] : {std::pair(before, was), std::pair(after, is)}) {
+      mesh.setState(state);
+      EXPECT_EQ(topodump::difference(topodump::dump(mesh), expected), "");
+    }
     EXPECT_EQ(topodump::unaccounted(mesh), 0);
   }
 }

@@ -53,9 +53,7 @@ TEST(TopoMeshStateTest, RecordingKeepsTheFirstImageAndForgetsShortLivedRecords) 
 
   // Nothing changed: the same state again, with a second reference.
   StateRef a = mesh.createState(), b = mesh.createState();
-  EXPECT_EQ(a.get(), b.get());
-  EXPECT_EQ(a->refs(), 2);
-  EXPECT_EQ(a->getTag(), 0);
+  EXPECT_TRUE(a.get() == b.get() && a->refs() == 2 && a->getTag() == 0);
 
   mesh.setPoint(o.top, {0, 0, 2});
   mesh.setPoint(o.top, {0, 0, 3});
@@ -67,15 +65,13 @@ TEST(TopoMeshStateTest, RecordingKeepsTheFirstImageAndForgetsShortLivedRecords) 
   TopoMeshEdge briefEdge = brief.firstEdge();
   mesh.deleteFace(brief);  // created, then deleted, with its half-edges
 
-  EXPECT_EQ(statusOf(pending, o.top.data()), eChanged);
+  EXPECT_EQ((std::vector<int>{statusOf(pending, o.top.data()), statusOf(pending, lone.a.data()),
+                              statusOf(pending, lone.face.data()), statusOf(pending, brief.data()),
+                              statusOf(pending, briefEdge.data()), statusOf(pending, x.data())}),
+            (std::vector<int>{eChanged, eDeleted, eDeleted, -1, -1, eCreated}));
   EXPECT_EQ(findEntry(pending, o.top.data())->kind, eVertexRecord);
-  EXPECT_EQ(savedZ(pending, o.top), 1);
-  EXPECT_EQ(statusOf(pending, lone.a.data()), eDeleted);
-  EXPECT_EQ(savedZ(pending, lone.a), 0);
-  EXPECT_EQ(statusOf(pending, lone.face.data()), eDeleted);
-  for (const void* rec : {(const void*)brief.data(), (const void*)briefEdge.data()})
-    EXPECT_EQ(statusOf(pending, rec), -1);
-  EXPECT_EQ(statusOf(pending, x.data()), eCreated);
+  EXPECT_EQ(std::make_pair(savedZ(pending, o.top), savedZ(pending, lone.a)),
+            std::make_pair(1.0, 0.0));
   EXPECT_EQ(findEntry(pending, x.data())->copy, nullptr);
 
   // The short-lived face and half-edges go back to their pools once the state is made.
@@ -118,25 +114,21 @@ TEST(TopoMeshStateTest, TagsComeFromTheFreedStackBeforeTheCounter) {
   mesh.enableTransactions();
   EXPECT_EQ(logOf(mesh).current()->getTag(), 0);
 
-  mesh.setPoint(t.a, {1, 1, 1});
-  StateRef a = mesh.createState();  // the unreferenced root is pruned: tag 0 freed
-  EXPECT_EQ(a->getTag(), 1);
+  auto moveAndSave = [&](double z) {
+    mesh.setPoint(t.a, {z, z, z});
+    return mesh.createState();
+  };
+  StateRef a = moveAndSave(1);  // the unreferenced root is pruned: tag 0 freed
+  StateRef b = moveAndSave(2), c = moveAndSave(3);
+  EXPECT_EQ((std::vector<int>{a->getTag(), b->getTag(), c->getTag()}), (std::vector<int>{1, 0, 2}));
   EXPECT_EQ(logOf(mesh).root(), a.get());
-  mesh.setPoint(t.a, {2, 2, 2});
-  StateRef b = mesh.createState();
-  EXPECT_EQ(b->getTag(), 0);
-  mesh.setPoint(t.a, {3, 3, 3});
-  StateRef c = mesh.createState();
-  EXPECT_EQ(c->getTag(), 2);
 
   b.reset();  // merged away: freed tags {0}
   a.reset();  // root handed to c: freed tags {0, 1}
   EXPECT_EQ(logOf(mesh).root(), c.get());
   EXPECT_EQ(logOf(mesh).usage().states, 1);
-  mesh.setPoint(t.a, {4, 4, 4});
-  EXPECT_EQ(mesh.createState()->getTag(), 1);  // last freed first; then dropped at once
-  mesh.setPoint(t.a, {5, 5, 5});
-  EXPECT_EQ(mesh.createState()->getTag(), 0);
+  EXPECT_EQ(moveAndSave(4)->getTag(), 1);  // last freed first; then dropped at once
+  EXPECT_EQ(moveAndSave(5)->getTag(), 0);
 }
 
 // Where the current state is when the middle state S of P -> S -> Q is dropped.
@@ -169,34 +161,22 @@ TEST_P(TopoMeshStateMergeTest, MergedChangeSetRestoresBothEnds) {
   mesh.collapseEdge(edge(v(2, 2), v(2, 3)));
   StateRef q = mesh.createState();
   const MeshDump dq = dump(mesh);
-  ASSERT_MESH_VALID(mesh);
+  EXPECT_MESH_VALID(mesh);
 
   StateRef extra;
   MeshDump dextra;
-  switch (where) {
-    case Current::kAtParent:
-      mesh.setState(p);
-      break;
-    case Current::kOnSibling:
-      mesh.setState(p);
-      mesh.setPoint(v(3, 3), {4, 4, 4});
-      mesh.setPoint(v(0, 0), {8, 8, 8});
-      extra = mesh.createState();
-      dextra = dump(mesh);
-      break;
-    case Current::kAtChild:
-      break;
-    case Current::kBelowChild:
-      mesh.setPoint(kept, {2, 2, 2});
-      mesh.setPoint(v(0, 0), {9, 9, 9});
-      extra = mesh.createState();
-      dextra = dump(mesh);
-      break;
+  const bool parentSide = where == Current::kAtParent || where == Current::kOnSibling;
+  if (parentSide) mesh.setState(p);
+  if (where == Current::kOnSibling || where == Current::kBelowChild) {
+    // A sibling of S under P, or a child of Q; both change v(0, 0) once more.
+    mesh.setPoint(parentSide ? v(3, 3) : kept, {4, 4, 4});
+    mesh.setPoint(v(0, 0), {8, 8, 8});
+    extra = mesh.createState();
+    dextra = dump(mesh);
   }
 
   const std::size_t before = poolItems(mesh);
   s.reset();
-  const bool parentSide = where == Current::kAtParent || where == Current::kOnSibling;
   EXPECT_EQ(logOf(mesh).usage().states, extra ? 3 : 2);
   EXPECT_EQ(implOf(q)->parent, p.get());
   EXPECT_EQ(unaccounted(mesh), 0);
@@ -204,13 +184,12 @@ TEST_P(TopoMeshStateMergeTest, MergedChangeSetRestoresBothEnds) {
   EXPECT_LE(poolItems(mesh), before - 8);
 
   const TopoMeshChangeSet& merged = implOf(q)->changes;
-  EXPECT_EQ(statusOf(merged, brief.data()), -1);
-  EXPECT_EQ(statusOf(merged, kept.data()), eCreated);
+  EXPECT_EQ((std::vector<int>{statusOf(merged, brief.data()), statusOf(merged, kept.data()),
+                              statusOf(merged, v(0, 0).data()), statusOf(merged, v(2, 2).data())}),
+            (std::vector<int>{-1, eCreated, eChanged, eDeleted}));
   // Created in the first and changed in the second: Q's version is needed only from P's side.
   EXPECT_EQ(findEntry(merged, kept.data())->copy != nullptr, parentSide);
-  EXPECT_EQ(statusOf(merged, v(0, 0).data()), eChanged);
   EXPECT_EQ(savedZ(merged, v(0, 0)), parentSide ? 6 : 0);
-  EXPECT_EQ(statusOf(merged, v(2, 2).data()), eDeleted);
 
   expectRestored(mesh, q, dq);
   expectRestored(mesh, p, dp);
