@@ -57,6 +57,18 @@ void deleteFace(TopoMeshImpl& m, TopoMeshFaceData* f);
 TopoMeshFaceData* allocLoop(TopoMeshImpl& m, const TopoMeshVertex* vertices, std::size_t n,
                             TopoMeshEdgeData** edges);
 
+// The two new half-edges and the new face of a cut (see cutLoop).
+struct Cut {
+  TopoMeshEdgeData* x;  // e2's origin -> e1's origin, before e1, in the new face g
+  TopoMeshEdgeData* y;  // e1's origin -> e2's origin, before e2, in the old face
+  TopoMeshFaceData* g;
+};
+// Cuts the loop holding e1 and e2 by a new edge between their origins: the new face g takes
+// x and e1 .. x with x as firstEdge, the old face keeps e2 .. y with y as firstEdge, and x and
+// y are paired. `yFirst` takes y from the pool before x and pairs y with x (rather than x with
+// y), which shows in the creation order of the lists.
+Cut cutLoop(TopoMeshImpl& m, TopoMeshEdgeData* e1, TopoMeshEdgeData* e2, bool yFirst);
+
 // A short list of half-edges kept inline; longer lists spill to the heap.
 class EdgeList {
  public:

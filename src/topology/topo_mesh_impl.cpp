@@ -170,5 +170,50 @@ TopoMeshEdgeData* findEdge(TopoMeshVertexData* a, const TopoMeshVertexData* b) {
   return nullptr;
 }
 
+Cut cutLoop(TopoMeshImpl& m, TopoMeshEdgeData* e1, TopoMeshEdgeData* e2, bool yFirst) {
+  TopoMeshFaceData* f = e1->face;
+  TopoMeshEdgeData* e1Prev = e1->prev;
+  TopoMeshEdgeData* e2Prev = e2->prev;
+  Cut cut;
+  if (yFirst) {
+    cut.y = newEdge(m);
+    cut.x = newEdge(m);
+  } else {
+    cut.x = newEdge(m);
+    cut.y = newEdge(m);
+  }
+  cut.g = newFace(m);
+  TopoMeshEdgeData* x = cut.x;
+  TopoMeshEdgeData* y = cut.y;
+  x->vertex = e2->vertex;
+  y->vertex = e1->vertex;
+  x->next = e1;
+  x->prev = e2Prev;
+  y->next = e2;
+  y->prev = e1Prev;
+  m.recordChange(e1);
+  m.recordChange(e2);
+  m.recordChange(e1Prev);
+  m.recordChange(e2Prev);
+  e1->prev = x;
+  e2Prev->next = x;
+  e2->prev = y;
+  e1Prev->next = y;
+
+  cut.g->firstEdge = x;
+  x->face = cut.g;
+  for (TopoMeshEdgeData* h = e1; h != x; h = h->next) {
+    m.recordChange(h);
+    h->face = cut.g;
+  }
+  y->face = f;
+  setFirstEdge(m, f, y);
+  if (yFirst)
+    pair(m, y, x);
+  else
+    pair(m, x, y);
+  return cut;
+}
+
 }  // namespace topo
 }  // namespace krGeom

@@ -82,42 +82,7 @@ void TopoMesh::splitEdge(TopoMeshEdge edge) {
 }
 
 TopoMeshFace TopoMesh::splitFace(TopoMeshEdge edge1, TopoMeshEdge edge2) {
-  TopoMeshImpl& m = *impl_;
-  TopoMeshEdgeData* e1 = edge1.data();
-  TopoMeshEdgeData* e2 = edge2.data();
-  TopoMeshFaceData* f = e1->face;
-  TopoMeshEdgeData* e1Prev = e1->prev;
-  TopoMeshEdgeData* e2Prev = e2->prev;
-
-  TopoMeshEdgeData* x = topo::newEdge(m);  // e2's origin -> e1's origin, before e1
-  TopoMeshEdgeData* y = topo::newEdge(m);  // e1's origin -> e2's origin, before e2
-  TopoMeshFaceData* g = topo::newFace(m);
-  x->vertex = e2->vertex;
-  y->vertex = e1->vertex;
-  x->next = e1;
-  x->prev = e2Prev;
-  y->next = e2;
-  y->prev = e1Prev;
-  m.recordChange(e1);
-  m.recordChange(e2);
-  m.recordChange(e1Prev);
-  m.recordChange(e2Prev);
-  e1->prev = x;
-  e2Prev->next = x;
-  e2->prev = y;
-  e1Prev->next = y;
-
-  // g takes e1 .. x; f keeps e2 .. y.
-  g->firstEdge = x;
-  x->face = g;
-  for (TopoMeshEdgeData* h = e1; h != x; h = h->next) {
-    m.recordChange(h);
-    h->face = g;
-  }
-  y->face = f;
-  topo::setFirstEdge(m, f, y);
-  topo::pair(m, x, y);
-  return g;
+  return topo::cutLoop(*impl_, edge1.data(), edge2.data(), false).g;
 }
 
 void TopoMesh::mergeVertices(TopoMeshEdge edge1, TopoMeshEdge edge2) {

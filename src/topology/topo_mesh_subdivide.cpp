@@ -99,46 +99,11 @@ TopoMeshVertex TopoMesh::subdivideFace(TopoMeshFace face, const krLinear::Point&
 }
 
 TopoMeshEdge TopoMesh::subdivideFace(TopoMeshFace face, TopoMeshVertex a, TopoMeshVertex b) {
-  TopoMeshImpl& m = *impl_;
-  TopoMeshFaceData* f = face.data();
-  TopoMeshEdgeData* ha = loopEdgeFrom(f, a.data());
-  TopoMeshEdgeData* hb = loopEdgeFrom(f, b.data());
+  TopoMeshEdgeData* ha = loopEdgeFrom(face.data(), a.data());
+  TopoMeshEdgeData* hb = loopEdgeFrom(face.data(), b.data());
   assert(ha && hb && "both vertices must be corners of the face");
-  TopoMeshEdgeData* haPrev = ha->prev;
-  TopoMeshEdgeData* hbPrev = hb->prev;
-
-  TopoMeshEdgeData* na = topo::newEdge(m);
-  TopoMeshEdgeData* nb = topo::newEdge(m);
-  TopoMeshFaceData* g = topo::newFace(m);
-  na->vertex = a.data();
-  nb->vertex = b.data();
-  na->next = hb;
-  na->prev = haPrev;
-  nb->next = ha;
-  nb->prev = hbPrev;
-  m.recordChange(haPrev);
-  m.recordChange(hbPrev);
-  m.recordChange(ha);
-  m.recordChange(hb);
-  haPrev->next = na;
-  hb->prev = na;
-  hbPrev->next = nb;
-  ha->prev = nb;
-
-  // f keeps b .. a and the new half-edge; g takes a .. b and its partner.
-  na->face = f;
-  topo::setFirstEdge(m, f, na);
-  g->firstEdge = nb;
-  TopoMeshEdgeData* h = ha;
-  do {
-    m.recordChange(h);
-    h->face = g;
-    h = h->next;
-  } while (h != nb);
-  nb->face = g;
-
-  topo::pair(m, na, nb);
-  return na;
+  // The half-edge from a to b stays in the face; its partner goes with a .. b into the new one.
+  return topo::cutLoop(*impl_, ha, hb, true).y;
 }
 
 TopoMeshFace TopoMesh::subdivideFace(TopoMeshFace f, TopoMeshVertex a, TopoMeshVertex b,
