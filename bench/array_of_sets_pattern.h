@@ -1,5 +1,5 @@
 // Shared input of the ArrayOfSets benchmarks: 10 million (set, member) pairs over 1 million
-// sets, in two patterns, generated once with fixed seeds.
+// sets, in two patterns, generated once from fixed generator starting values.
 #pragma once
 
 #include <cstddef>

@@ -16,14 +16,14 @@
 namespace {
 
 constexpr int kVertices = 10'000'000;
-constexpr unsigned kSeed = 20240611;
+constexpr unsigned kRngSeed = 20240611;
 
 // The shared mesh: built once, filled with uniform random coordinates from a fixed generator state.
 krGeom::PointMesh& mesh() {
   static const kr::Reference<krGeom::PointMesh> instance = [] {
     kr::Reference<krGeom::PointMesh> m(new krGeom::PointMesh());
     m->resizeVertexArray(kVertices);
-    std::mt19937 random(kSeed);
+    std::mt19937 random(kRngSeed);
     std::uniform_real_distribution<float> coordinate(-1000.f, 1000.f);
     float* p = m->getVerticesRaw();
     for (int i = 0; i < 3 * kVertices; ++i) p[i] = coordinate(random);
@@ -77,7 +77,7 @@ class RatioReporter : public benchmark::ConsoleReporter {
 int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  std::printf("rngSeed %u, %d vertices\n", kSeed, kVertices);
+  std::printf("rngSeed %u, %d vertices\n", kRngSeed, kVertices);
   RatioReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   benchmark::Shutdown();
