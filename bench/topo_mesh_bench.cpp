@@ -56,21 +56,17 @@ bool checkOnce(benchmark::State& state, const TopoMesh& mesh, bool& checked) {
 
 void BM_TopoMeshBuild(benchmark::State& state) {
   const bench::Torus torus = bench::makeTorus(state.range(0), state.range(1));
-  double seconds = 0;
   bool checked = false;
-  for (auto _ : state) {
-    Built b;
-    const double s = bench::timed([&] { b = build(torus); });
-    state.SetIterationTime(s);
-    seconds += s;
-    if (b.mesh->numFaces() != static_cast<int>(torus.triangles.size()) ||
-        b.mesh->numEdges() != 3 * b.mesh->numFaces()) {
-      state.SkipWithError("unexpected mesh size");
-      break;
-    }
-    if (!checkOnce(state, *b.mesh, checked)) break;
-  }
-  bench::reportPerItem(state, "ns_per_face", seconds, torus.triangles.size());
+  bench::timeBuilds(
+      state, torus, [&] { return build(torus); },
+      [&](const Built& b) {
+        if (b.mesh->numFaces() != static_cast<int>(torus.triangles.size()) ||
+            b.mesh->numEdges() != 3 * b.mesh->numFaces()) {
+          state.SkipWithError("unexpected mesh size");
+          return false;
+        }
+        return checkOnce(state, *b.mesh, checked);
+      });
 }
 BENCHMARK(BM_TopoMeshBuild)->Apply(bench::torusSizes);
 

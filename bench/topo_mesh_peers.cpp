@@ -47,18 +47,13 @@ OBuilt buildOpenMesh(const bench::Torus& torus, bool withStatus) {
 
 void BM_OpenMeshBuild(benchmark::State& state) {
   const bench::Torus torus = bench::makeTorus(state.range(0), state.range(1));
-  double seconds = 0;
-  for (auto _ : state) {
-    OBuilt b;
-    const double s = bench::timed([&] { b = buildOpenMesh(torus, false); });
-    state.SetIterationTime(s);
-    seconds += s;
-    if (b.mesh->n_faces() != torus.triangles.size()) {
-      state.SkipWithError("unexpected mesh size");
-      break;
-    }
-  }
-  bench::reportPerItem(state, "ns_per_face", seconds, torus.triangles.size());
+  bench::timeBuilds(
+      state, torus, [&] { return buildOpenMesh(torus, false); },
+      [&](const OBuilt& b) {
+        if (b.mesh->n_faces() == torus.triangles.size()) return true;
+        state.SkipWithError("unexpected mesh size");
+        return false;
+      });
 }
 BENCHMARK(BM_OpenMeshBuild)->Apply(bench::torusSizes);
 
@@ -144,18 +139,13 @@ CBuilt buildCgal(const bench::Torus& torus) {
 
 void BM_CgalBuild(benchmark::State& state) {
   const bench::Torus torus = bench::makeTorus(state.range(0), state.range(1));
-  double seconds = 0;
-  for (auto _ : state) {
-    CBuilt b;
-    const double s = bench::timed([&] { b = buildCgal(torus); });
-    state.SetIterationTime(s);
-    seconds += s;
-    if (b.mesh->number_of_faces() != torus.triangles.size()) {
-      state.SkipWithError("unexpected mesh size");
-      break;
-    }
-  }
-  bench::reportPerItem(state, "ns_per_face", seconds, torus.triangles.size());
+  bench::timeBuilds(
+      state, torus, [&] { return buildCgal(torus); },
+      [&](const CBuilt& b) {
+        if (b.mesh->number_of_faces() == torus.triangles.size()) return true;
+        state.SkipWithError("unexpected mesh size");
+        return false;
+      });
 }
 BENCHMARK(BM_CgalBuild)->Apply(bench::torusSizes);
 

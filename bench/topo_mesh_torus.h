@@ -124,6 +124,21 @@ inline void reportPerItem(benchmark::State& state, const char* name, double seco
       (static_cast<double>(itemsPerIteration) * static_cast<double>(state.iterations()));
 }
 
+// Times build() once per iteration and reports ns_per_face. `valid(result)` checks each built
+// mesh (it may skip the benchmark with an error and return false to stop).
+template <class Build, class Valid>
+void timeBuilds(benchmark::State& state, const Torus& torus, Build build, Valid valid) {
+  double seconds = 0;
+  for (auto _ : state) {
+    decltype(build()) built;
+    const double s = timed([&] { built = build(); });
+    state.SetIterationTime(s);
+    seconds += s;
+    if (!valid(built)) break;
+  }
+  reportPerItem(state, "ns_per_face", seconds, torus.triangles.size());
+}
+
 // The torus sizes every half-edge mesh benchmark runs: 20,000 and 1,000,000 triangles.
 inline void torusSizes(benchmark::internal::Benchmark* b) {
   b->Args({100, 100})->Args({500, 1000})->Unit(benchmark::kMillisecond)->UseManualTime();
