@@ -62,6 +62,11 @@ CString TopoMesh::findBrokenInvariant() const {
       return CString::format("half-edge #%d: face is not a face of the mesh", i);
     if (h->next->face != h->face)
       return CString::format("half-edge #%d: next lies in another face", i);
+  }
+  // Twins are checked once every half-edge's own links are known to be sound, since the check
+  // follows the twin's next.
+  for (const TopoMeshEdgeData* h = l.firstEdge; h; h = h->nextInMesh) {
+    const int i = edges[h];
     if (const TopoMeshEdgeData* t = h->twin) {
       if (!edges.count(t))
         return CString::format("half-edge #%d: twin is not a half-edge of the mesh", i);

@@ -229,6 +229,8 @@ TEST(TopoMeshBuildTest, CheckerNamesTheFirstBrokenInvariant) {
       {"next lies in another face",
        [](Strip2& s) { s.first.firstEdge().data()->face = s.second.data(); }},
       {"prevInMesh is wrong", [](Strip2& s) { s.c.data()->prevInMesh = s.a.data(); }},
+      // The twin of an earlier half-edge has a null loop link: reported, not followed.
+      {"next or prev is not a half-edge", [](Strip2& s) { edge(s.a, s.c).data()->next = nullptr; }},
   };
   for (const auto& c : cases) {
     TopoMesh mesh;
