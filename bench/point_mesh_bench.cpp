@@ -5,6 +5,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include "ratio_reporter.h"
+
 #include <cstdio>
 #include <cstring>
 #include <map>
@@ -56,29 +58,13 @@ void BM_MemcpyVertices(benchmark::State& state) {
 }
 BENCHMARK(BM_MemcpyVertices)->Unit(benchmark::kMillisecond)->UseRealTime();
 
-// Console output plus the real time per iteration of every benchmark, for the ratio: the
-// median when repetitions are run, else the single run.
-class RatioReporter : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    for (const Run& run : runs) {
-      const bool median = run.run_type == Run::RT_Aggregate && run.aggregate_name == "median";
-      if (run.run_type == Run::RT_Iteration || median) {
-        times[run.run_name.function_name] = run.GetAdjustedRealTime();
-      }
-    }
-  }
-  std::map<std::string, double> times;
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   std::printf("rngSeed %u, %d vertices\n", kRngSeed, kVertices);
-  RatioReporter reporter;
+  krbench::RatioReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   benchmark::Shutdown();
   const auto scan = reporter.times.find("BM_BoundingBox");

@@ -5,3 +5,4 @@
 #include <geom/meshes.h>
 #include <geom/spatial.h>
 #include <geom/topology.h>
+#include <geom/viewing.h>

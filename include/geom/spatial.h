@@ -6,5 +6,6 @@
 #include <geom/spatial/kd_tree.h>
 #include <geom/spatial/octree.h>
 #include <geom/spatial/octree_voxels.h>
+#include <geom/spatial/oriented_box.h>
 #include <geom/spatial/quadtree.h>
 #include <geom/spatial/sphere.h>

@@ -22,7 +22,14 @@ int main() {
   const bool built = topo->numFaces() == 1 && topo->findBrokenInvariant().empty();
   topo->setState(empty);
 
-  if (mesh->getNumVertices() != 3 || p.x() != 1.0 || tree->numLeafNodes() != 3 || !built ||
+  // A camera looking down -z projects a point ahead onto the middle of its window.
+  krGeom::Camera camera;
+  camera.setWorldToEye(krLinear::Point(0, 0, -1), krLinear::Point(0, 0, 0),
+                       krLinear::Normal::yAxis());
+  krLinear::Point window;
+  const bool projected = camera.project(krLinear::Point(0, 0, -10), window) && window.x() == 0.5;
+
+  if (!projected || mesh->getNumVertices() != 3 || p.x() != 1.0 || tree->numLeafNodes() != 3 || !built ||
       topo->numVertices() != 0 || krGeom::numberOfActiveEntities() != 2) {
     std::puts("consumer: unexpected result");
     return 1;
