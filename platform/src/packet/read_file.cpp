@@ -1,0 +1,47 @@
+#include "read_state.h"
+
+#include <cerrno>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#if defined(__unix__) || defined(__APPLE__)
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#endif
+
+namespace krPacket {
+
+ioStatus readWholeFile(const std::string& path, std::vector<std::uint8_t>& data) {
+#if defined(__unix__) || defined(__APPLE__)
+  auto error = [&](const char* what) {
+    return ioStatus(0, std::string(what) + " '" + path + "': " + std::strerror(errno));
+  };
+  int fd = ::open(path.c_str(), O_RDONLY);
+  if (fd < 0) return error("cannot open");
+  struct stat st {};
+  if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+    if (errno == 0 || S_ISDIR(st.st_mode)) errno = EISDIR;
+    ioStatus s = error("cannot read");
+    ::close(fd);
+    return s;
+  }
+  data.resize(static_cast<std::size_t>(st.st_size));
+  std::size_t done = 0;
+  while (done < data.size()) {
+    ssize_t n = ::read(fd, data.data() + done, data.size() - done);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) break;
+    done += static_cast<std::size_t>(n);
+  }
+  ::close(fd);
+  data.resize(done);  // a file that shrank meanwhile fails its checks, not the process
+  return {};
+#else
+  (void)data;
+  return ioStatus(0, "cannot read '" + path + "': files are not supported on this platform");
+#endif
+}
+
+}  // namespace krPacket

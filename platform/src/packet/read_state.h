@@ -1,0 +1,52 @@
+// Book-keeping of ioReadContext: packets read, deferred pointer fields, reference slots.
+#pragma once
+
+#include <kr/packet/read_context.h>
+
+#include <cstdint>
+
+namespace krPacket {
+
+enum class FixupState : std::uint8_t { pending, resolved, mismatch };
+
+// Reads the file at path into data; a failed status names the path and the system's reason.
+ioStatus readWholeFile(const std::string& path, std::vector<std::uint8_t>& data);
+
+}  // namespace krPacket
+
+enum class ioReadContext::Step : int { next, end, failed };
+
+// A packet with a registered type, from any read of the context.
+struct ioReadContext::Record {
+  std::uint64_t offset;     // of the packet in its input
+  ioPacketType* type;       // the type that read it
+  void* object;             // defined object while the context owns it
+  std::uint32_t ref;        // reference it declared, 0 when none
+  bool kept = false;        // a root kept for takeObjects
+  bool rejected = false;    // verifyObject refused it
+  bool referenced = false;  // a resolved pointer field names it
+};
+
+// A deferred pointer field.
+struct ioReadContext::Fixup {
+  void** field;
+  ioPacketType* expected;
+  std::uint32_t ref;
+  std::uint32_t owner;  // record of the packet that read the field
+  std::uint32_t
+      link;  // pending: next pending fixup of ref + 1 (0 ends); otherwise the record named
+  krPacket::FixupState state;
+};
+
+// What the current read knows about a reference number.
+struct ioReadContext::RefSlot {
+  std::uint32_t record = 0;   // defining record + 1, 0 while undefined
+  std::uint32_t pending = 0;  // first pending fixup + 1
+  bool declared = false;      // a packet header declared it
+};
+
+// State saved on entering a sub-packet.
+struct ioReadContext::Frame {
+  std::uint64_t chunkEnd, containerEnd, subEnd;
+  bool chunkPresent;
+};
