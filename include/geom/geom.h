@@ -3,6 +3,7 @@
 
 #include <geom/entity.h>
 #include <geom/meshes.h>
+#include <geom/packets.h>
 #include <geom/spatial.h>
 #include <geom/topology.h>
 #include <geom/viewing.h>

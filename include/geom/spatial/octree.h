@@ -49,15 +49,16 @@ class KRGEOM_EXPORT Octree : public kr::ReferenceCount {
  public:
   // A node of the tree: a leaf with a run of the remap, or an inner node with eight children.
   struct Node {
+    // Leaves only: the half-open run remap[first] ... remap[end-1] and the dense leaf number.
+    struct Leaf {
+      int first;
+      int end;
+      int leafNum;
+    };
     // True when created, false once split.
     bool isLeaf;
     union {
-      // Leaves only: the half-open run remap[first] ... remap[end-1] and the dense leaf number.
-      struct {
-        int first;
-        int end;
-        int leafNum;
-      } leaf;
+      Leaf leaf;
       // Inner nodes only: children by octant; null where an octant has none.
       Node* children[8];
     };

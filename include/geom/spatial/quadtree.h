@@ -56,12 +56,14 @@ class KRGEOM_EXPORT Quadtree {
 
   // A node: a leaf holds a run of the remap, an inner node four children (never null).
   struct Node {
+    // The half-open run remap[first] ... remap[end-1] of a leaf.
+    struct Leaf {
+      int first;
+      int end;
+    };
     int isLeaf;  // 1 for a leaf, 0 once split
     union {
-      struct {
-        int first;  // the half-open run remap[first] ... remap[end-1]
-        int end;
-      } leaf;
+      Leaf leaf;
       Node* children[4];  // indexed by quadrant
     };
   };

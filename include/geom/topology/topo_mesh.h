@@ -33,6 +33,9 @@
 #include <map>
 #include <memory>
 
+class ioPacketRegistry;
+class ioWriteContext;
+
 namespace krGeom {
 
 class TopoMeshImpl;
@@ -173,6 +176,19 @@ class KRGEOM_EXPORT TopoMesh : public Entity {
   void setState(kr::Reference<TopoMeshState> state);
   // Sends the notice to the modification signal's observers.
   void modified(TopoMeshModification& m);
+
+  // ---- Packets ----
+
+  // Registers the packet types "kr.geom.topomesh", ".vertex", ".edge" and ".face" with the
+  // registry, which takes them. A read hands each mesh out through
+  // ioReadContext::takeObjects("kr.geom.topomesh") as a TopoMesh* for the caller to hold in a
+  // kr::Reference. The reader trusts nothing: a record that names no mesh of the stream, a link to
+  // a record of another kind or another mesh, or a mesh whose links fail findBrokenInvariant
+  // fails the read, and such a mesh is destroyed, never handed out. Blind data and saved states are
+  // not stored; a mesh read back has no log, and its records' metadata is unspecified.
+  static void registerTypes(ioPacketRegistry& registry);
+  // Writes the mesh packet, then one packet per vertex, half-edge and face in list order.
+  void writePF(ioWriteContext& out) const;
 
   // ---- Checking ----
 
