@@ -14,7 +14,8 @@
 // and can be taken. Pointer fields that the stop left unresolved stay null.
 //
 // Objects are owned by the context until takeObjects hands them out; an object that a resolved
-// pointer field names belongs to the object holding that field and is never handed out. The
+// pointer field names belongs to the object holding that field and is never handed out (in a
+// ring of objects that nothing else names, the first in stream order is handed out instead). The
 // registry must outlive the context. One thread at a time.
 #pragma once
 
@@ -119,6 +120,7 @@ class KR_PLATFORM_EXPORT ioReadContext : public ioContext {
   void resolve(Fixup& fixup, std::uint32_t record);
   void dropFailedPacket(std::size_t fixupMark);
   void finishRead(bool walked);
+  void promoteUnownedCycles();
   void setCurrent(std::uint32_t record);
   template <typename T>
   T readValue();
