@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <utility>
 
 #if defined(__unix__) || defined(__APPLE__)
 #include <fcntl.h>
@@ -29,7 +30,10 @@ std::string osError(const char* what, const std::string& path) {
 
 }  // namespace
 
-ioWriteContext::ioWriteContext() {
+ioWriteContext::ioWriteContext() : ioWriteContext(std::vector<std::uint8_t>{}) {}
+
+ioWriteContext::ioWriteContext(std::vector<std::uint8_t> storage) : buf_(std::move(storage)) {
+  buf_.clear();
   append(kMagic, sizeof kMagic);
   std::uint8_t v[4];
   store(v, kVersion);
