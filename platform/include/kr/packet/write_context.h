@@ -59,7 +59,7 @@ class KR_PLATFORM_EXPORT ioWriteContext : public ioContext {
   // Ends the innermost sub-packet.
   void endSubPacket();
 
-  // Values: 4-byte int, 1-byte bool, 8-byte double, 4-byte float, bit-exact.
+  // A 4-byte two's-complement int.
   virtual void writeInt(int value);
   // One byte, 0 or 1.
   virtual void writeBool(bool value);
@@ -105,6 +105,7 @@ class KR_PLATFORM_EXPORT ioWriteContext : public ioContext {
   ioStatus status_;
   std::uint64_t packets_ = 0;
   std::size_t packetStart_ = 0;
+  std::size_t referenceMark_ = 0;  // objects_ size at startPacket
   int fd_ = -1;
   bool inPacket_ = false;
   bool packetInvalid_ = false;
