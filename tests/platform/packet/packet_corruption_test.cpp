@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <random>
 #include <set>
 
 namespace {
@@ -131,6 +132,19 @@ TEST(PacketCorruption, AlteredBodiesBehindValidChecksumsEndCleanly) {
     }
   }
   EXPECT_GT(failures, 0);
+
+  // Then several random edits at once in one packet, with a fixed seed.
+  std::mt19937 rng(7);
+  auto spans = packets(data);
+  for (int trial = 0; trial < 3000; ++trial) {
+    auto bad = data;
+    auto [start, size] = spans[rng() % spans.size()];
+    for (int k = 1 + static_cast<int>(rng() % 4); k > 0; --k)
+      bad[start + rng() % size] = static_cast<std::uint8_t>(rng());
+    std::uint32_t crc = krPacket::crc32c(0, &bad[start], size);
+    std::memcpy(&bad[start + size], &crc, 4);
+    readSample(bad);
+  }
 }
 
 TEST(PacketCorruption, GarbageAndEmptyInputFail) {
