@@ -33,9 +33,6 @@ struct SliceTables {
 constexpr SliceTables kSlice;
 
 #if KR_CRC_HARDWARE
-// Bytes per stream in the three-stream hardware loop.
-constexpr std::size_t kBlock = 512;
-
 // GF(2) 32x32 matrices as columns: the register transform of feeding zero bits.
 using Matrix = std::array<std::uint32_t, 32>;
 
@@ -52,7 +49,9 @@ constexpr Matrix compose(const Matrix& a, const Matrix& b) {  // a after b
   return r;
 }
 
-// Tables that advance a register over kBlock zero bytes, one per register byte.
+// Advances a register over Bytes zero bytes with one table per register byte; the three-stream
+// loop joins its streams with it.
+template <std::size_t Bytes>
 struct ShiftTables {
   std::uint32_t t[4][256] = {};
   constexpr ShiftTables() {
@@ -61,19 +60,41 @@ struct ShiftTables {
     for (int i = 1; i < 32; ++i) base[i] = 1u << (i - 1);
     Matrix result{};
     for (int i = 0; i < 32; ++i) result[i] = 1u << i;
-    for (std::uint64_t bits = kBlock * 8; bits; bits >>= 1) {
+    for (std::uint64_t bits = Bytes * 8; bits; bits >>= 1) {
       if (bits & 1u) result = compose(base, result);
       base = compose(base, base);
     }
     for (int k = 0; k < 4; ++k)
       for (std::uint32_t b = 0; b < 256; ++b) t[k][b] = apply(result, b << (8 * k));
   }
+  std::uint32_t operator()(std::uint32_t c) const {
+    return t[0][c & 0xFFu] ^ t[1][(c >> 8) & 0xFFu] ^ t[2][(c >> 16) & 0xFFu] ^ t[3][c >> 24];
+  }
 };
-constexpr ShiftTables kShift;
+// Bytes per stream: long blocks for bulk data, short ones for the rest of a packet.
+constexpr std::size_t kLongBlock = 2048, kShortBlock = 128;
+constexpr ShiftTables<kLongBlock> kShiftLong;
+constexpr ShiftTables<kShortBlock> kShiftShort;
 
-inline std::uint32_t shiftBlock(std::uint32_t c) {
-  return kShift.t[0][c & 0xFFu] ^ kShift.t[1][(c >> 8) & 0xFFu] ^ kShift.t[2][(c >> 16) & 0xFFu] ^
-         kShift.t[3][c >> 24];
+// Three independent streams of Block bytes each hide the instruction's latency.
+template <std::size_t Block, typename Shift>
+__attribute__((target("sse4.2"))) inline std::uint64_t crcThreeStreams(std::uint64_t c0,
+                                                                       const std::uint8_t*& p,
+                                                                       std::size_t& size,
+                                                                       const Shift& shift) {
+  while (size >= 3 * Block) {
+    std::uint64_t c1 = 0, c2 = 0;
+    for (std::size_t i = 0; i < Block; i += 8) {
+      c0 = _mm_crc32_u64(c0, load<std::uint64_t>(p + i));
+      c1 = _mm_crc32_u64(c1, load<std::uint64_t>(p + Block + i));
+      c2 = _mm_crc32_u64(c2, load<std::uint64_t>(p + 2 * Block + i));
+    }
+    c0 = shift(static_cast<std::uint32_t>(c0)) ^ static_cast<std::uint32_t>(c1);
+    c0 = shift(static_cast<std::uint32_t>(c0)) ^ static_cast<std::uint32_t>(c2);
+    p += 3 * Block;
+    size -= 3 * Block;
+  }
+  return c0;
 }
 #endif
 
@@ -104,19 +125,8 @@ __attribute__((target("sse4.2"))) std::uint32_t crc32cHardware(std::uint32_t crc
                                                                std::size_t size) {
   const auto* p = static_cast<const std::uint8_t*>(data);
   std::uint64_t c0 = ~crc;
-  // Three independent streams hide the instruction's latency; the shift tables join them.
-  while (size >= 3 * kBlock) {
-    std::uint64_t c1 = 0, c2 = 0;
-    for (std::size_t i = 0; i < kBlock; i += 8) {
-      c0 = _mm_crc32_u64(c0, load<std::uint64_t>(p + i));
-      c1 = _mm_crc32_u64(c1, load<std::uint64_t>(p + kBlock + i));
-      c2 = _mm_crc32_u64(c2, load<std::uint64_t>(p + 2 * kBlock + i));
-    }
-    c0 = shiftBlock(static_cast<std::uint32_t>(c0)) ^ static_cast<std::uint32_t>(c1);
-    c0 = shiftBlock(static_cast<std::uint32_t>(c0)) ^ static_cast<std::uint32_t>(c2);
-    p += 3 * kBlock;
-    size -= 3 * kBlock;
-  }
+  c0 = crcThreeStreams<kLongBlock>(c0, p, size, kShiftLong);
+  c0 = crcThreeStreams<kShortBlock>(c0, p, size, kShiftShort);
   for (; size >= 8; size -= 8, p += 8) c0 = _mm_crc32_u64(c0, load<std::uint64_t>(p));
   auto c = static_cast<std::uint32_t>(c0);
   for (; size; --size) c = _mm_crc32_u8(c, *p++);

@@ -191,7 +191,10 @@ ioReadContext::Step ioReadContext::readPacketAt(std::uint64_t& pos, std::uint64_
 
 bool ioReadContext::checkReference(std::uint32_t ref) {
   if (ref > size_ / kBytesPerReference) return false;
-  if (slots_.size() <= ref) slots_.resize(std::max<std::size_t>(ref + 1, slots_.size() * 2 / 1));
+  if (slots_.size() <= ref) {
+    const std::size_t most = size_ / kBytesPerReference + 1;
+    slots_.resize(std::min(most, std::max<std::size_t>(ref + 1, slots_.size() * 2)));
+  }
   return true;
 }
 

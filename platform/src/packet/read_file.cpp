@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <exception>
 #include <string>
 #include <vector>
 
@@ -22,12 +23,17 @@ ioStatus readWholeFile(const std::string& path, std::vector<std::uint8_t>& data)
   if (fd < 0) return error("cannot open");
   struct stat st {};
   if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
-    if (errno == 0 || S_ISDIR(st.st_mode)) errno = EISDIR;
+    if (st.st_mode != 0) errno = S_ISDIR(st.st_mode) ? EISDIR : EINVAL;  // not a regular file
     ioStatus s = error("cannot read");
     ::close(fd);
     return s;
   }
-  data.resize(static_cast<std::size_t>(st.st_size));
+  try {
+    data.resize(static_cast<std::size_t>(st.st_size));
+  } catch (const std::exception&) {
+    ::close(fd);
+    return ioStatus(0, "cannot read '" + path + "': too large to hold in memory");
+  }
   std::size_t done = 0;
   while (done < data.size()) {
     ssize_t n = ::read(fd, data.data() + done, data.size() - done);

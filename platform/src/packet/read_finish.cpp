@@ -35,6 +35,46 @@ void ioReadContext::dropFailedPacket(std::size_t fixupMark) {
   failed.object = nullptr;
 }
 
+// Objects that only reference each other in a ring would have no owner: the first of each such
+// group, in stream order, becomes a root.
+void ioReadContext::promoteUnownedCycles() {
+  const std::uint32_t first = firstRecord_;
+  const std::size_t n = records_.size() - first;
+  // Resolved fields as edges referrer -> referee, grouped by referrer.
+  std::vector<std::uint32_t> start(n + 1, 0), targets;
+  for (const Fixup& f : fixups_)
+    if (f.state == FixupState::resolved) ++start[f.owner - first + 1];
+  for (std::size_t i = 0; i < n; ++i) start[i + 1] += start[i];
+  targets.resize(start[n]);
+  std::vector<std::uint32_t> fill(start.begin(), start.end() - 1);
+  for (const Fixup& f : fixups_)
+    if (f.state == FixupState::resolved) targets[fill[f.owner - first]++] = f.link - first;
+
+  std::vector<bool> reached(n, false);
+  std::vector<std::uint32_t> stack;
+  auto reachFrom = [&](std::uint32_t root) {
+    reached[root] = true;
+    stack.push_back(root);
+    while (!stack.empty()) {
+      std::uint32_t i = stack.back();
+      stack.pop_back();
+      for (std::uint32_t k = start[i]; k < start[i + 1]; ++k)
+        if (!reached[targets[k]]) {
+          reached[targets[k]] = true;
+          stack.push_back(targets[k]);
+        }
+    }
+  };
+  for (int pass = 0; pass < 2; ++pass) {
+    for (std::uint32_t i = 0; i < n; ++i) {
+      const Record& r = records_[first + i];
+      if (reached[i] || !r.object || r.rejected || (pass == 0 && r.referenced)) continue;
+      records_[first + i].referenced = false;
+      reachFrom(i);
+    }
+  }
+}
+
 void ioReadContext::finishRead(bool walked) {
   const auto end = static_cast<std::uint32_t>(records_.size());
   // Unresolved fields are only reported when the whole stream was read; after a failure they may
@@ -74,6 +114,7 @@ void ioReadContext::finishRead(bool walked) {
       records_[f.link].referenced = true;
     }
   }
+  promoteUnownedCycles();
   fixups_.clear();
   slots_.clear();
   for (std::uint32_t i = firstRecord_; i < end; ++i) {

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <utility>
 
 #if defined(__unix__) || defined(__APPLE__)
 #include <fcntl.h>
@@ -29,7 +30,10 @@ std::string osError(const char* what, const std::string& path) {
 
 }  // namespace
 
-ioWriteContext::ioWriteContext() {
+ioWriteContext::ioWriteContext() : ioWriteContext(std::vector<std::uint8_t>{}) {}
+
+ioWriteContext::ioWriteContext(std::vector<std::uint8_t> storage) : buf_(std::move(storage)) {
+  buf_.clear();
   append(kMagic, sizeof kMagic);
   std::uint8_t v[4];
   store(v, kVersion);
@@ -175,6 +179,7 @@ void ioWriteContext::startPacket(const char* name, const void* object) {
   inPacket_ = true;
   packetInvalid_ = false;
   packetStart_ = buf_.size();
+  referenceMark_ = objects_.size();
   std::uint8_t len = static_cast<std::uint8_t>(n);
   append(&len, 1);
   append(name, n);
@@ -191,6 +196,10 @@ void ioWriteContext::endPacket() {
   if (open_.size() != 2) setError("endPacket inside a sub-packet");
   inPacket_ = false;
   if (packetInvalid_ || open_.size() != 2) {
+    // Numbers first given out inside the dropped bytes appear nowhere else: take them back, so
+    // that numbers stay dense in what is written.
+    for (std::size_t i = referenceMark_; i < objects_.size(); ++i) refs_.erase(objects_[i]);
+    objects_.resize(referenceMark_);
     buf_.resize(packetStart_);
     return;
   }

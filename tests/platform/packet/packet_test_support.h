@@ -6,6 +6,7 @@
 
 #include <functional>
 #include <memory>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -30,6 +31,7 @@ class NodeType : public ioPacketType {
     ++reads;
     auto node = std::make_unique<Node>();
     ++live;
+    alive.insert(node.get());
     node->id = in.readInt();
     in.defineReference(node.get());
     Node* n = node.release();
@@ -45,11 +47,16 @@ class NodeType : public ioPacketType {
   }
   void destroyObject(void* object) override {
     --live;
+    alive.erase(static_cast<Node*>(object));
     delete static_cast<Node*>(object);
   }
+  ~NodeType() override {
+    for (Node* n : alive) delete n;
+  }
 
-  int reads = 0;  // packets read
-  int live = 0;   // objects made and not destroyed through this type
+  int reads = 0;          // packets read
+  int live = 0;           // objects made and not destroyed through this type
+  std::set<Node*> alive;  // the same objects
 
  private:
   std::string nextType_;

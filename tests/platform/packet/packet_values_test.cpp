@@ -1,5 +1,7 @@
 #include "packet_test_support.h"
 
+#include "crc32c.h"
+
 #include <gtest/gtest.h>
 
 #include <bit>
@@ -95,6 +97,31 @@ TEST(PacketValues, PrimitivesRoundTripBitExact) {
       &reads);
   EXPECT_TRUE(s.ok()) << s.message();
   EXPECT_EQ(reads, 1);
+}
+
+// The bytes of the example in docs/packet-format.md.
+TEST(PacketValues, LayoutMatchesTheFormatDocument) {
+  ioWriteContext out;
+  out.startPacket("p", nullptr);
+  out.writeInt(5);
+  out.endPacket();
+  auto buf = finish(out);
+  // clang-format off
+  std::vector<std::uint8_t> expect = {
+      0x89, 'K', 'R', 'P', 0x0D, 0x0A, 0x1A, 0x0A, 1, 0, 0, 0,  // magic, version
+      1, 'p', 0, 0, 0, 0, 12, 0, 0, 0, 0, 0, 0, 0,              // name, reference, length
+      4, 0, 0, 0, 0, 0, 0, 0, 5, 0, 0, 0,                       // one chunk: int 5
+      0, 0, 0, 0,                                               // CRC
+      0, 0, 0, 0, 0, 8, 0, 0, 0, 0, 0, 0, 0,                    // end record, length 8
+      1, 0, 0, 0, 0, 0, 0, 0,                                   // one packet
+      0, 0, 0, 0};                                              // CRC
+  // clang-format on
+  auto put = [&](std::size_t at, std::uint32_t crc) {
+    for (int k = 0; k < 4; ++k) expect[at + k] = static_cast<std::uint8_t>(crc >> (8 * k));
+  };
+  put(38, krPacket::crc32c(0, &expect[12], 26));
+  put(63, krPacket::crc32c(0, &expect[42], 21));
+  EXPECT_EQ(buf, expect);
 }
 
 // Writes three chunks (1; 2.5; 3) with a nested sub-packet in the second.
@@ -251,14 +278,16 @@ TEST(PacketValues, UnknownPacketsAreSkippedWhole) {
 }
 
 TEST(PacketValues, WriterDropsInvalidPacketsAndReportsMisuse) {
+  int x = 0, y = 0;
   ioWriteContext out;
-  out.startPacket("p", nullptr);
+  out.startPacket("p", &x);
   out.writeInt(1);
   out.invalidPacket();
   out.endPacket();
-  out.startPacket("p", nullptr);
+  out.startPacket("p", &y);
   out.writeInt(2);
   out.endPacket();
+  EXPECT_EQ(out.getReferenceDefinition(1), &y);  // x's number was taken back
   int reads = 0;
   EXPECT_TRUE(readWith(
                   finish(out), [](ioReadContext& in) { EXPECT_EQ(in.readInt(), 2); }, &reads)

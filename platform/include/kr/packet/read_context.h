@@ -14,7 +14,8 @@
 // and can be taken. Pointer fields that the stop left unresolved stay null.
 //
 // Objects are owned by the context until takeObjects hands them out; an object that a resolved
-// pointer field names belongs to the object holding that field and is never handed out. The
+// pointer field names belongs to the object holding that field and is never handed out (in a
+// ring of objects that nothing else names, the first in stream order is handed out instead). The
 // registry must outlive the context. One thread at a time.
 #pragma once
 
@@ -49,8 +50,9 @@ class KR_PLATFORM_EXPORT ioReadContext : public ioContext {
   const char* getPacketName() const noexcept { return name_.c_str(); }
   // Reference number the current packet declares, 0 when none.
   int getPacketReference() const noexcept { return static_cast<int>(packetRef_); }
-  // Makes object the current packet's object (once per packet) and the definition of its
-  // reference; deferred pointer fields naming it are filled in when they expect this type.
+  // Makes object the current packet's object (once per packet; the context owns it from now on,
+  // also if the packet fails later) and the definition of its reference; deferred pointer fields
+  // naming it are filled in when they expect this type.
   void defineReference(void* object);
   // End-of-read hook only: keeps a root object for takeObjects (the default memoryNotReferenced).
   void keepObject(void* object);
@@ -80,7 +82,8 @@ class KR_PLATFORM_EXPORT ioReadContext : public ioContext {
   // As readFloats.
   virtual void readDoubles(double* dst, int count);
   // The object defined so far for the reference read, or null; never fails for a reference that
-  // names nothing (opaque application pointers).
+  // names nothing (opaque application pointers). The object does not become referenced: it is
+  // still handed out by takeObjects, so do not keep it as owned.
   virtual void* readPointer();
   // Deferred pointer field: *field is set now or when the packet declaring the reference defines
   // its object, if that packet's type is named expectedType; otherwise it stays null and the read
@@ -88,8 +91,9 @@ class KR_PLATFORM_EXPORT ioReadContext : public ioContext {
   virtual void readPointer(void** field, const char* expectedType);
   // A raw reference number written with writeReference.
   virtual int readReference();
-  // An int read as an element count, checked against the bytes left in the chunk for elements of
-  // elementSize bytes (plus the array's count prefix); 0 and a failed packet when it cannot fit.
+  // An int read as an element count, checked against the bytes left in the chunk for that many
+  // elements of elementSize bytes; 0 and a failed packet when it cannot fit. Call before
+  // allocating for an array.
   int readCount(std::size_t elementSize);
 
   // Bytes left in the current chunk; check before allocating.
@@ -119,6 +123,7 @@ class KR_PLATFORM_EXPORT ioReadContext : public ioContext {
   void resolve(Fixup& fixup, std::uint32_t record);
   void dropFailedPacket(std::size_t fixupMark);
   void finishRead(bool walked);
+  void promoteUnownedCycles();
   void setCurrent(std::uint32_t record);
   template <typename T>
   T readValue();

@@ -54,8 +54,8 @@ class KR_PLATFORM_EXPORT ioPacketType {
   // End of read, for every object a packet of this type defined: false rejects it (the read fails
   // with reason and the object is destroyed). Default: true.
   virtual bool verifyObject(void* object, std::string& reason);
-  // Frees an object a packet of this type defined, and what its pointer fields still point to
-  // (the reader nulls fields naming objects it still owns before calling this). Default: nothing.
+  // Frees an object a packet of this type defined, with the objects it owns through its pointer
+  // fields; the reader first clears every field naming an object it keeps. Default: nothing.
   virtual void destroyObject(void* object);
 
  private:

@@ -22,6 +22,7 @@
 #include <cstdint>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 // Writes packets; values inside a chunk are untagged, so the reader must read them in the same
@@ -30,6 +31,9 @@ class KR_PLATFORM_EXPORT ioWriteContext : public ioContext {
  public:
   // A stream in memory, see buffer().
   ioWriteContext();
+  // A stream in memory written over storage, reusing its capacity (e.g. a buffer taken from an
+  // earlier writer with takeBuffer) so that steady-state writing allocates nothing.
+  explicit ioWriteContext(std::vector<std::uint8_t> storage);
   // A file still open is discarded: its temporary file is removed and the real name untouched.
   ~ioWriteContext() override;
 
@@ -40,6 +44,8 @@ class KR_PLATFORM_EXPORT ioWriteContext : public ioContext {
   ioStatus close();
   // The stream in memory, complete after close() (empty when writing a file).
   const std::vector<std::uint8_t>& buffer() const noexcept { return buf_; }
+  // Moves the memory form out, leaving buffer() empty.
+  std::vector<std::uint8_t> takeBuffer() noexcept { return std::move(buf_); }
 
   // Starts a packet named name (1 to 255 bytes). A non-null object is defined by this packet:
   // pointer fields naming it, written before or after, refer to this packet.
@@ -53,7 +59,7 @@ class KR_PLATFORM_EXPORT ioWriteContext : public ioContext {
   // Ends the innermost sub-packet.
   void endSubPacket();
 
-  // Values: 4-byte int, 1-byte bool, 8-byte double, 4-byte float, bit-exact.
+  // A 4-byte two's-complement int.
   virtual void writeInt(int value);
   // One byte, 0 or 1.
   virtual void writeBool(bool value);
@@ -99,6 +105,7 @@ class KR_PLATFORM_EXPORT ioWriteContext : public ioContext {
   ioStatus status_;
   std::uint64_t packets_ = 0;
   std::size_t packetStart_ = 0;
+  std::size_t referenceMark_ = 0;  // objects_ size at startPacket
   int fd_ = -1;
   bool inPacket_ = false;
   bool packetInvalid_ = false;
