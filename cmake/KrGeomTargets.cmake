@@ -9,6 +9,10 @@ function(krgeom_configure_target target)
   if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
     target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Werror)
   endif()
+  if(KRGEOM_BUILD_FUZZ)
+    # Coverage for libFuzzer in every target.
+    target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link)
+  endif()
   if(KRGEOM_SANITIZE)
     target_compile_options(${target} PRIVATE -fsanitize=${KRGEOM_SANITIZE} -fno-omit-frame-pointer
                                              -fno-sanitize-recover=all)

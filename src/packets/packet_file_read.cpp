@@ -127,6 +127,15 @@ void ReadInterface::readMesh() {
     counts = counts && s[0] >= 0 && s[1] >= 0;
     bytes += 4LL * s[0] + 4LL * s[1];
   }
+  // Triangles and sequence points index vertices: without vertices none can be valid.
+  if (numVertices == 0) {
+    bool indices = numTriangles > 0;
+    for (const auto& s : sequences) indices = indices || s[1] > 0;
+    if (indices) {
+      in.fail("mesh header announces triangles or sequences but no vertices");
+      return;
+    }
+  }
   const long long shortfall = bytes - static_cast<long long>(in.bytesLeftInInput());
   if (!counts || shortfall > allowance_) {
     in.fail("mesh header announces more elements than the stream holds");

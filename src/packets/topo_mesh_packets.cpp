@@ -8,7 +8,7 @@
 #include <cstring>
 #include <memory>
 #include <string>
-#include <unordered_set>
+#include <unordered_map>
 
 namespace krGeom {
 
@@ -35,13 +35,13 @@ bool taggedWith(const Rec* rec, const TopoMesh* mesh) {
   return owner == mesh;
 }
 
-// Walks one list (at most its counter + 1 records) checking that every record was read for this
-// mesh, then clears the tags.
+// Walks one list checking that every record was read for this mesh. A list longer than the
+// records read for the mesh repeats one, which the walk reports without following it further.
 template <class Rec>
-bool ownsList(const TopoMesh* mesh, Rec* first, std::int32_t count) {
-  std::int64_t left = std::int64_t(count < 0 ? 0 : count) + 1;
-  for (Rec* r = first; r && left > 0; r = r->nextInMesh, --left)
-    if (!taggedWith(r, mesh)) return false;
+bool ownsList(const TopoMesh* mesh, Rec* first, std::int64_t recordsRead) {
+  std::int64_t left = recordsRead;
+  for (Rec* r = first; r; r = r->nextInMesh, --left)
+    if (left == 0 || !taggedWith(r, mesh)) return false;
   return true;
 }
 template <class Rec>
@@ -50,10 +50,13 @@ void clearTags(Rec* first, std::int32_t count) {
     std::memset(static_cast<void*>(&r->metadata[kTagSlot]), 0, sizeof(BlindData));
 }
 
-// Meshes read but not yet verified or destroyed, shared by the four packet types of a registry:
-// a record packet may only name one of these.
+// Meshes read but not yet verified or destroyed, with the records read for each, shared by the
+// four packet types of a registry: a record packet may only name one of these.
 struct ReadState {
-  std::unordered_set<const TopoMesh*> meshes;
+  struct Records {
+    std::int64_t vertices = 0, edges = 0, faces = 0;
+  };
+  std::unordered_map<const TopoMesh*, Records> meshes;
 };
 
 template <class T>
@@ -63,12 +66,14 @@ void readLink(ioReadContext& in, T*& field, const char* type) {
 }
 
 // The mesh a record packet names, or null (failing the packet).
-TopoMesh* readOwner(ioReadContext& in, const ReadState& state) {
+TopoMesh* readOwner(ioReadContext& in, ReadState& state, ReadState::Records*& records) {
   auto* mesh = static_cast<TopoMesh*>(in.getReferenceDefinition(in.readReference()));
-  if (!mesh || !state.meshes.count(mesh)) {
+  const auto it = state.meshes.find(mesh);
+  if (!mesh || it == state.meshes.end()) {
     in.fail("half-edge mesh record names no half-edge mesh read before it");
     return nullptr;
   }
+  records = &it->second;
   return mesh;
 }
 
@@ -95,10 +100,12 @@ class TopoMeshMeshType : public TopoMeshPacketType {
   }
   bool verifyObject(void* object, std::string& reason) override {
     auto* mesh = static_cast<TopoMesh*>(object);
+    const auto it = state_->meshes.find(mesh);
+    const ReadState::Records read = it != state_->meshes.end() ? it->second : ReadState::Records();
     state_->meshes.erase(mesh);
     const TopoMeshLists& l = mesh->getImpl()->lists;
-    if (!ownsList(mesh, l.firstVertex, l.numVertices) || !ownsList(mesh, l.firstEdge, l.numEdges) ||
-        !ownsList(mesh, l.firstFace, l.numFaces)) {
+    if (!ownsList(mesh, l.firstVertex, read.vertices) || !ownsList(mesh, l.firstEdge, read.edges) ||
+        !ownsList(mesh, l.firstFace, read.faces)) {
       reason = "half-edge mesh lists hold records of another mesh";
       return false;
     }
@@ -121,7 +128,7 @@ class TopoMeshMeshType : public TopoMeshPacketType {
 
 void readMeshPacket(ioReadContext& in, ReadState& state) {
   auto* mesh = new TopoMesh();
-  state.meshes.insert(mesh);
+  state.meshes.emplace(mesh, ReadState::Records());
   in.defineReference(mesh);  // from here the reader owns it, also if this packet fails
   TopoMeshLists& l = mesh->getImpl()->lists;
   readLink(in, l.firstVertex, kVertex);
@@ -145,8 +152,10 @@ Rec* newRecord(ioReadContext& in, const TopoMesh* mesh, krOS::FSAllocator& pool)
 }
 
 void readVertexPacket(ioReadContext& in, ReadState& state) {
-  TopoMesh* mesh = readOwner(in, state);
+  ReadState::Records* records = nullptr;
+  TopoMesh* mesh = readOwner(in, state, records);
   if (!mesh) return;
+  ++records->vertices;
   auto* v = newRecord<TopoMeshVertexData>(in, mesh, *mesh->getImpl()->vertexPool);
   double p[3];
   in.readDoubles(p, 3);
@@ -157,8 +166,10 @@ void readVertexPacket(ioReadContext& in, ReadState& state) {
 }
 
 void readEdgePacket(ioReadContext& in, ReadState& state) {
-  TopoMesh* mesh = readOwner(in, state);
+  ReadState::Records* records = nullptr;
+  TopoMesh* mesh = readOwner(in, state, records);
   if (!mesh) return;
+  ++records->edges;
   auto* e = newRecord<TopoMeshEdgeData>(in, mesh, *mesh->getImpl()->edgePool);
   readLink(in, e->vertex, kVertex);
   readLink(in, e->next, kEdge);
@@ -170,8 +181,10 @@ void readEdgePacket(ioReadContext& in, ReadState& state) {
 }
 
 void readFacePacket(ioReadContext& in, ReadState& state) {
-  TopoMesh* mesh = readOwner(in, state);
+  ReadState::Records* records = nullptr;
+  TopoMesh* mesh = readOwner(in, state, records);
   if (!mesh) return;
+  ++records->faces;
   auto* f = newRecord<TopoMeshFaceData>(in, mesh, *mesh->getImpl()->facePool);
   readLink(in, f->firstEdge, kEdge);
   readLink(in, f->nextInMesh, kFace);

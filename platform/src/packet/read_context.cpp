@@ -167,6 +167,7 @@ ioReadContext::Step ioReadContext::readPacketAt(std::uint64_t& pos, std::uint64_
   current_ = static_cast<std::uint32_t>(records_.size() - 1);
   packetRef_ = ref;
   packetFailed_ = false;
+  packetSkipped_ = false;
   packetEnd_ = pos;
   containerEnd_ = bodyEnd;
   pos_ = chunkEnd_ = packetStart_ + headerSize;
@@ -186,6 +187,7 @@ ioReadContext::Step ioReadContext::readPacketAt(std::uint64_t& pos, std::uint64_
     dropFailedPacket(fixupMark);
     return Step::failed;
   }
+  if (packetSkipped_) dropFailedPacket(fixupMark);  // not read, which is no error
   return Step::next;
 }
 

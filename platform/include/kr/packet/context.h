@@ -12,7 +12,8 @@ class KR_PLATFORM_EXPORT ioContext {
   // Object with that reference number so far (writer: the object given it; reader: the object a
   // packet defined for it), or null. The pointer stays owned as the concrete context says.
   void* getReferenceDefinition(int reference) const { return definitionOf(reference); }
-  // Marks the current packet as bad: the writer drops it at endPacket; the reader fails the read.
+  // Marks the current packet as not read: the writer drops it at endPacket; the reader drops its
+  // object and fields and goes on with the next packet (no error; use ioReadContext::fail for one).
   void invalidPacket() { markInvalid(); }
 
  protected:

@@ -113,7 +113,7 @@ class KR_PLATFORM_EXPORT ioReadContext : public ioContext {
   enum class Step : int;
 
   void* definitionOf(int reference) const override;
-  void markInvalid() override { fail("packet marked invalid"); }
+  void markInvalid() override { packetSkipped_ = true; }
   bool walk();
   Step readPacketAt(std::uint64_t& pos, std::uint64_t& packets);
   void enterChunk();
@@ -146,6 +146,7 @@ class KR_PLATFORM_EXPORT ioReadContext : public ioContext {
   std::uint32_t firstRecord_ = 0;  // first record of the current read
   bool chunkPresent_ = false;
   bool packetFailed_ = false;
+  bool packetSkipped_ = false;  // invalidPacket(): dropped as not read, the read goes on
   bool keepCalled_ = false;
 };
 
