@@ -69,13 +69,63 @@ void packetFile::registerTypes(ioPacketRegistry* registry, ReadInterface* reader
 ReadInterface::ReadInterface(ioReadContext& in) : ioClientReadContext(in) {}
 
 ReadInterface::ReadInterface(const ReadInterface& o)
-    : ioClientReadContext(o), lastMesh_(o.lastMesh_), ignoreMesh_(o.ignoreMesh_), sums_(o.sums_) {
+    : ioClientReadContext(o),
+      lastMesh_(o.lastMesh_),
+      ignoreMesh_(o.ignoreMesh_),
+      sums_(o.sums_),
+      allowance_(o.allowance_),
+      owed_(o.owed_),
+      filled_(o.filled_) {
   if (lastMesh_) built_.emplace_back(lastMesh_);
 }
 
-ReadInterface::~ReadInterface() = default;
+ReadInterface::~ReadInterface() {
+  finishMesh();
+}
+
+// The big arrays of the latest mesh, by fill slot: element values and the element count.
+ReadInterface::Slot ReadInterface::slot(int which) const {
+  CompactMesh& m = *lastMesh_;
+  const int v = m.getNumVertices(), t = m.getNumTriangles();
+  switch (which) {
+    case eVertices:
+      return {m.getVerticesRaw(), 3, v};
+    case eNormals:
+      return {m.getNormalsRaw(), 3, v};
+    case eUVs:
+      return {m.getUVsRaw(), 2, v};
+    case eSTs:
+      return {m.getSTsRaw(), 2, v};
+    case eColours:
+      return {m.getColoursRaw(), 4, v};
+    case eTriangles:
+      return {m.getTrianglesRaw(), 3, t};
+    default:
+      return {m.getTriangleNormalsRaw(), 3, t};
+  }
+}
+
+// Runs normally arrive in order, each starting where the last ended, so nothing is written twice;
+// a gap before a run is zeroed, and finishMesh zeroes what no run reached.
+void ReadInterface::fillUpTo(int which, int first, int count) {
+  const Slot a = slot(which);
+  int& filled = filled_.elements[which];
+  if (first > filled && a.values)
+    std::memset(static_cast<char*>(a.values) + 4 * static_cast<std::size_t>(filled) * a.width, 0,
+                4 * static_cast<std::size_t>(first - filled) * a.width);
+  filled = std::max(filled, first + count);
+}
+
+void ReadInterface::finishMesh() {
+  if (!lastMesh_) return;
+  for (int which = 0; which < kFillSlots; ++which) {
+    const Slot a = slot(which);
+    fillUpTo(which, a.size, 0);
+  }
+}
 
 CompactMesh* ReadInterface::getLastMesh(bool release) {
+  finishMesh();
   CompactMesh* mesh = lastMesh_;
   if (release) lastMesh_ = nullptr;
   return mesh;
@@ -118,11 +168,15 @@ void ReadInterface::readMesh() {
     in.endSubPacket();
   }
   if (!in.packetOk()) return;
-  // The elements announced must still be in the stream, which bounds what a header allocates by
-  // the stream's size. A small allowance, shared by the whole read, lets short hand-made streams
-  // (a header alone) through.
+  // Every array a header sizes is filled by runs later in the stream. Bytes announced and not yet
+  // delivered by runs (of every header so far) must fit in what the stream still holds, which
+  // bounds what a read allocates by the stream's size. A small allowance, shared by the whole
+  // read, lets short hand-made streams (a header alone) through.
   bool counts = numVertices >= 0 && numTriangles >= 0;
-  long long bytes = 12LL * numVertices + 12LL * numTriangles;
+  const long long v = numVertices, t = numTriangles;
+  long long bytes =
+      v * (12 + (normals ? 12 : 0) + (uvs ? 8 : 0) + (sts ? 8 : 0) + (colours ? 16 : 0)) +
+      t * (12 + (triNormals ? 12 : 0));
   for (const auto& s : sequences) {
     counts = counts && s[0] >= 0 && s[1] >= 0;
     bytes += 4LL * s[0] + 4LL * s[1];
@@ -136,43 +190,41 @@ void ReadInterface::readMesh() {
       return;
     }
   }
-  const long long shortfall = bytes - static_cast<long long>(in.bytesLeftInInput());
+  const long long shortfall =
+      owed_ + bytes -
+      static_cast<long long>(std::min<std::uint64_t>(in.bytesLeftInInput(), 1ULL << 62));
   if (!counts || shortfall > allowance_) {
     in.fail("mesh header announces more elements than the stream holds");
     return;
   }
   if (shortfall > 0) allowance_ -= shortfall;
+  owed_ += bytes;
 
+  finishMesh();
   CompactMesh* mesh = new CompactMesh();
   built_.emplace_back(mesh);
   lastMesh_ = mesh;
   sums_ = SequenceSums();
+  filled_ = Filled();
   mesh->resizeVertexArray(numVertices);
-  zeroFill(mesh->getVerticesRaw(), 3LL * numVertices);
   if (numTriangles != 0) {
     mesh->resizeTriangleArray(numTriangles);
-    zeroFill(mesh->getTrianglesRaw(), 3LL * numTriangles);
   }
   if (normals) {
     mesh->allocNormalArray();
-    zeroFill(mesh->getNormalsRaw(), 3LL * numVertices);
   }
   if (uvs) {
     mesh->allocUVArray();
-    zeroFill(mesh->getUVsRaw(), 2LL * numVertices);
     mesh->setUVRange({{uvRange[0], uvRange[1]}, {uvRange[2], uvRange[3]}});
   }
   if (sts) {
     mesh->allocSTArray();
-    zeroFill(mesh->getSTsRaw(), 2LL * numVertices);
   }
   if (colours) {
     mesh->allocColourArray();
-    zeroFill(mesh->getColoursRaw(), 4LL * numVertices);
   }
   if (triNormals) {
     mesh->allocTriangleNormalArray();
-    zeroFill(mesh->getTriangleNormalsRaw(), 3LL * numTriangles);
   }
   void (CompactMesh::*resize[4])(int, int) = {
       &CompactMesh::resizeTriStripArrays, &CompactMesh::resizeTriFanArrays,
@@ -199,38 +251,41 @@ CompactMesh* ReadInterface::meshForRun() {
   return lastMesh_;
 }
 
-void ReadInterface::readFloatRun(float* (*array)(CompactMesh&), int width, bool perTriangle) {
+void ReadInterface::readFloatRun(int which) {
   if (ignoreMesh_) return;
   ioReadContext& in = getReadContext();
   CompactMesh* mesh = meshForRun();
   const int first = in.readInt(), count = in.readInt();
   if (!mesh || !in.packetOk()) return;
-  const int size = perTriangle ? mesh->getNumTriangles() : mesh->getNumVertices();
-  float* values = array(*mesh);
+  const Slot a = slot(which);
+  const int size = a.size, width = a.width;
+  float* values = static_cast<float*>(a.values);
   if (!values || first < 0 || count < 0 || count > size - first) {
     in.fail("mesh array run outside the arrays its header sized");
     return;
   }
+  fillUpTo(which, first, count);
   in.readFloats(values + static_cast<std::size_t>(first) * width, count * width);
+  delivered(4LL * count * width);
 }
 
 void ReadInterface::readMeshVertices() {
-  readFloatRun([](CompactMesh& m) { return m.getVerticesRaw(); }, 3);
+  readFloatRun(eVertices);
 }
 void ReadInterface::readMeshNormals() {
-  readFloatRun([](CompactMesh& m) { return m.getNormalsRaw(); }, 3);
+  readFloatRun(eNormals);
 }
 void ReadInterface::readMeshUVs() {
-  readFloatRun([](CompactMesh& m) { return m.getUVsRaw(); }, 2);
+  readFloatRun(eUVs);
 }
 void ReadInterface::readMeshSTs() {
-  readFloatRun([](CompactMesh& m) { return m.getSTsRaw(); }, 2);
+  readFloatRun(eSTs);
 }
 void ReadInterface::readMeshColours() {
-  readFloatRun([](CompactMesh& m) { return m.getColoursRaw(); }, 4);
+  readFloatRun(eColours);
 }
 void ReadInterface::readMeshTriNormals() {
-  readFloatRun([](CompactMesh& m) { return m.getTriangleNormalsRaw(); }, 3, true);
+  readFloatRun(eTriNormals);
 }
 
 void ReadInterface::readMeshTriangles() {
@@ -243,18 +298,19 @@ void ReadInterface::readMeshTriangles() {
     in.fail("mesh array run outside the arrays its header sized");
     return;
   }
-  // Indices are checked in a scratch run before they reach the mesh.
-  scratch_.resize(3 * static_cast<std::size_t>(count));
-  in.readInts(scratch_.data(), 3 * count);
+  // Read in place and checked; a run with an index that names no vertex is zeroed again.
+  fillUpTo(eTriangles, first, count);
+  int* run = mesh->getTrianglesRaw() + 3 * static_cast<std::size_t>(first);
+  in.readInts(run, 3 * count);
   const unsigned limit = static_cast<unsigned>(mesh->getNumVertices());
-  for (int i : scratch_)
-    if (static_cast<unsigned>(i) >= limit) {
+  for (int i = 0; i < 3 * count; ++i)
+    if (static_cast<unsigned>(run[i]) >= limit) {
+      std::memset(run, 0, 12 * static_cast<std::size_t>(count));
       in.fail("triangle index names no vertex");
       return;
     }
   if (!in.packetOk()) return;
-  std::copy(scratch_.begin(), scratch_.end(),
-            mesh->getTrianglesRaw() + 3 * static_cast<std::size_t>(first));
+  delivered(12LL * count);
 }
 
 void ReadInterface::readMeshSeqArray() {
@@ -303,6 +359,7 @@ void ReadInterface::readMeshSeqArray() {
   }
   std::copy(scratch_.begin(), scratch_.end(), target + first);
   if (arrayKind == mp::eLengths) seq.clearCaches();
+  delivered(4LL * count);
 }
 
 void ReadInterface::readViewport(Viewport& viewport) {

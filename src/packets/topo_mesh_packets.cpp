@@ -4,11 +4,12 @@
 #include <kr/packet.h>
 
 #include "../topology/topo_mesh_impl.h"
+#include "topo_mesh_read_check.h"
 
 #include <cstring>
 #include <memory>
 #include <string>
-#include <unordered_map>
+#include <unordered_set>
 
 namespace krGeom {
 
@@ -19,44 +20,10 @@ constexpr const char* kVertex = "kr.geom.topomesh.vertex";
 constexpr const char* kEdge = "kr.geom.topomesh.edge";
 constexpr const char* kFace = "kr.geom.topomesh.face";
 
-// While a mesh is being read, the last metadata slot of each of its records holds the mesh's
-// address, so that verification can tell its records from those of another mesh of the stream.
-constexpr int kTagSlot = kTopoMeshMetadataSlots - 1;
-
-template <class Rec>
-void tag(Rec* rec, const TopoMesh* mesh) {
-  std::memset(static_cast<void*>(&rec->metadata[kTagSlot]), 0, sizeof(BlindData));
-  std::memcpy(static_cast<void*>(&rec->metadata[kTagSlot]), &mesh, sizeof mesh);
-}
-template <class Rec>
-bool taggedWith(const Rec* rec, const TopoMesh* mesh) {
-  const TopoMesh* owner;
-  std::memcpy(&owner, &rec->metadata[kTagSlot], sizeof owner);
-  return owner == mesh;
-}
-
-// Walks one list checking that every record was read for this mesh. A list longer than the
-// records read for the mesh repeats one, which the walk reports without following it further.
-template <class Rec>
-bool ownsList(const TopoMesh* mesh, Rec* first, std::int64_t recordsRead) {
-  std::int64_t left = recordsRead;
-  for (Rec* r = first; r; r = r->nextInMesh, --left)
-    if (left == 0 || !taggedWith(r, mesh)) return false;
-  return true;
-}
-template <class Rec>
-void clearTags(Rec* first, std::int32_t count) {
-  for (Rec* r = first; r && count > 0; r = r->nextInMesh, --count)
-    std::memset(static_cast<void*>(&r->metadata[kTagSlot]), 0, sizeof(BlindData));
-}
-
-// Meshes read but not yet verified or destroyed, with the records read for each, shared by the
-// four packet types of a registry: a record packet may only name one of these.
+// Meshes read but not yet verified or destroyed, shared by the four packet types of a registry:
+// a record packet may only name one of these.
 struct ReadState {
-  struct Records {
-    std::int64_t vertices = 0, edges = 0, faces = 0;
-  };
-  std::unordered_map<const TopoMesh*, Records> meshes;
+  std::unordered_set<const TopoMesh*> meshes;
 };
 
 template <class T>
@@ -66,14 +33,12 @@ void readLink(ioReadContext& in, T*& field, const char* type) {
 }
 
 // The mesh a record packet names, or null (failing the packet).
-TopoMesh* readOwner(ioReadContext& in, ReadState& state, ReadState::Records*& records) {
+TopoMesh* readOwner(ioReadContext& in, const ReadState& state) {
   auto* mesh = static_cast<TopoMesh*>(in.getReferenceDefinition(in.readReference()));
-  const auto it = state.meshes.find(mesh);
-  if (!mesh || it == state.meshes.end()) {
+  if (!mesh || !state.meshes.count(mesh)) {
     in.fail("half-edge mesh record names no half-edge mesh read before it");
     return nullptr;
   }
-  records = &it->second;
   return mesh;
 }
 
@@ -100,23 +65,12 @@ class TopoMeshMeshType : public TopoMeshPacketType {
   }
   bool verifyObject(void* object, std::string& reason) override {
     auto* mesh = static_cast<TopoMesh*>(object);
-    const auto it = state_->meshes.find(mesh);
-    const ReadState::Records read = it != state_->meshes.end() ? it->second : ReadState::Records();
     state_->meshes.erase(mesh);
-    const TopoMeshLists& l = mesh->getImpl()->lists;
-    if (!ownsList(mesh, l.firstVertex, read.vertices) || !ownsList(mesh, l.firstEdge, read.edges) ||
-        !ownsList(mesh, l.firstFace, read.faces)) {
-      reason = "half-edge mesh lists hold records of another mesh";
+    reason = packets::checkReadMesh(*mesh);
+    if (!reason.empty()) {
+      reason = "half-edge mesh is inconsistent: " + reason;
       return false;
     }
-    const krString::CString broken = mesh->findBrokenInvariant();
-    if (!broken.empty()) {
-      reason = std::string("half-edge mesh is inconsistent: ") + broken.c_str();
-      return false;
-    }
-    clearTags(l.firstVertex, l.numVertices);
-    clearTags(l.firstEdge, l.numEdges);
-    clearTags(l.firstFace, l.numFaces);
     return true;
   }
   void destroyObject(void* object) override {
@@ -128,7 +82,7 @@ class TopoMeshMeshType : public TopoMeshPacketType {
 
 void readMeshPacket(ioReadContext& in, ReadState& state) {
   auto* mesh = new TopoMesh();
-  state.meshes.emplace(mesh, ReadState::Records());
+  state.meshes.insert(mesh);
   in.defineReference(mesh);  // from here the reader owns it, also if this packet fails
   TopoMeshLists& l = mesh->getImpl()->lists;
   readLink(in, l.firstVertex, kVertex);
@@ -146,16 +100,14 @@ void readMeshPacket(ioReadContext& in, ReadState& state) {
 template <class Rec>
 Rec* newRecord(ioReadContext& in, const TopoMesh* mesh, krOS::FSAllocator& pool) {
   auto* rec = static_cast<Rec*>(pool.alloc());
-  tag(rec, mesh);
+  packets::tagRecord(&rec->metadata[kTopoMeshMetadataSlots - 1], mesh);
   in.defineReference(rec);
   return rec;
 }
 
 void readVertexPacket(ioReadContext& in, ReadState& state) {
-  ReadState::Records* records = nullptr;
-  TopoMesh* mesh = readOwner(in, state, records);
+  TopoMesh* mesh = readOwner(in, state);
   if (!mesh) return;
-  ++records->vertices;
   auto* v = newRecord<TopoMeshVertexData>(in, mesh, *mesh->getImpl()->vertexPool);
   double p[3];
   in.readDoubles(p, 3);
@@ -166,10 +118,8 @@ void readVertexPacket(ioReadContext& in, ReadState& state) {
 }
 
 void readEdgePacket(ioReadContext& in, ReadState& state) {
-  ReadState::Records* records = nullptr;
-  TopoMesh* mesh = readOwner(in, state, records);
+  TopoMesh* mesh = readOwner(in, state);
   if (!mesh) return;
-  ++records->edges;
   auto* e = newRecord<TopoMeshEdgeData>(in, mesh, *mesh->getImpl()->edgePool);
   readLink(in, e->vertex, kVertex);
   readLink(in, e->next, kEdge);
@@ -181,10 +131,8 @@ void readEdgePacket(ioReadContext& in, ReadState& state) {
 }
 
 void readFacePacket(ioReadContext& in, ReadState& state) {
-  ReadState::Records* records = nullptr;
-  TopoMesh* mesh = readOwner(in, state, records);
+  TopoMesh* mesh = readOwner(in, state);
   if (!mesh) return;
-  ++records->faces;
   auto* f = newRecord<TopoMeshFaceData>(in, mesh, *mesh->getImpl()->facePool);
   readLink(in, f->firstEdge, kEdge);
   readLink(in, f->nextInMesh, kFace);

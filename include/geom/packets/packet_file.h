@@ -87,9 +87,24 @@ class KRGEOM_EXPORT packetFile {
     struct SequenceSums {
       long long lengths[4] = {0, 0, 0, 0};
     };
-    // Reads one run of floats into the array `array` picks, `width` values an element, after
-    // checking it against the vertex (or, perTriangle, the triangle) count.
-    void readFloatRun(float* (*array)(CompactMesh&), int width, bool perTriangle = false);
+    // The latest mesh's big arrays, and how far runs have filled each.
+    enum FillSlot { eVertices, eNormals, eUVs, eSTs, eColours, eTriangles, eTriNormals };
+    static constexpr int kFillSlots = 7;
+    struct Slot {
+      void* values;  // null when the mesh has no such array
+      int width;     // 4-byte values per element
+      int size;      // elements
+    };
+    struct Filled {
+      int elements[kFillSlots] = {};
+    };
+    Slot slot(int which) const;
+    // Zeroes the gap between what runs filled and `first`, then counts the run as filled.
+    void fillUpTo(int which, int first, int count);
+    // Zeroes what no run of the latest mesh reached.
+    void finishMesh();
+    // Reads one run of floats into the array of that slot after checking it against the array.
+    void readFloatRun(int which);
     // Reads the owner field; the latest mesh, or null (failing the packet) when there is none.
     CompactMesh* meshForRun();
 
@@ -99,7 +114,11 @@ class KRGEOM_EXPORT packetFile {
     SequenceSums sums_;
     // Bytes of elements headers may announce beyond what the stream still holds (whole read).
     long long allowance_ = 1 << 20;
+    // Bytes of elements announced by headers and not yet delivered by runs.
+    long long owed_ = 0;
+    void delivered(long long bytes) { owed_ = bytes < owed_ ? owed_ - bytes : 0; }
     std::vector<int> scratch_;
+    Filled filled_;
   };
 
   // Registers the nine mesh packet types (bound to reader's handlers) with the registry, which

@@ -64,6 +64,11 @@ ioStatus ioReadContext::readBuffer(const void* data, std::size_t size) {
   data_ = static_cast<const std::uint8_t*>(data);
   size_ = data ? size : 0;
   firstRecord_ = static_cast<std::uint32_t>(records_.size());
+  // Room for the packets and pointer fields a stream of this size typically holds (a packet
+  // takes at least 25 bytes, a field 4), so that large reads do not copy these tables while they
+  // grow; pages not reached are never touched.
+  records_.reserve(records_.size() + size_ / 48);
+  fixups_.reserve(size_ / 12);
   bool walked = walk();
   finishRead(walked);
   data_ = nullptr;
@@ -388,8 +393,8 @@ void ioReadContext::keepObject(void* object) {
 }
 
 ioStatus ioReadContext::readFile(const char* path) {
-  std::vector<std::uint8_t> data;
-  ioStatus s = readWholeFile(path ? path : "", data);
+  krPacket::FileBytes bytes;
+  ioStatus s = krPacket::readWholeFile(path ? path : "", bytes);
   if (!s.ok()) return s;
-  return readBuffer(data.data(), data.size());
+  return readBuffer(bytes.data.get(), bytes.size);
 }

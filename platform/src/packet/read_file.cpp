@@ -14,7 +14,7 @@
 
 namespace krPacket {
 
-ioStatus readWholeFile(const std::string& path, std::vector<std::uint8_t>& data) {
+ioStatus readWholeFile(const std::string& path, FileBytes& bytes) {
 #if defined(__unix__) || defined(__APPLE__)
   auto error = [&](const char* what) {
     return ioStatus(0, std::string(what) + " '" + path + "': " + std::strerror(errno));
@@ -29,23 +29,24 @@ ioStatus readWholeFile(const std::string& path, std::vector<std::uint8_t>& data)
     return s;
   }
   try {
-    data.resize(static_cast<std::size_t>(st.st_size));
+    bytes.data.reset(new std::uint8_t[static_cast<std::size_t>(st.st_size)]);
   } catch (const std::exception&) {
     ::close(fd);
     return ioStatus(0, "cannot read '" + path + "': too large to hold in memory");
   }
+  const std::size_t size = static_cast<std::size_t>(st.st_size);
   std::size_t done = 0;
-  while (done < data.size()) {
-    ssize_t n = ::read(fd, data.data() + done, data.size() - done);
+  while (done < size) {
+    ssize_t n = ::read(fd, bytes.data.get() + done, size - done);
     if (n < 0 && errno == EINTR) continue;
     if (n <= 0) break;
     done += static_cast<std::size_t>(n);
   }
   ::close(fd);
-  data.resize(done);  // a file that shrank meanwhile fails its checks, not the process
+  bytes.size = done;  // a file that shrank meanwhile fails its checks, not the process
   return {};
 #else
-  (void)data;
+  (void)bytes;
   return ioStatus(0, "cannot read '" + path + "': files are not supported on this platform");
 #endif
 }

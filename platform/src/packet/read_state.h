@@ -4,13 +4,21 @@
 #include <kr/packet/read_context.h>
 
 #include <cstdint>
+#include <memory>
 
 namespace krPacket {
 
 enum class FixupState : std::uint8_t { pending, resolved, mismatch };
 
-// Reads the file at path into data; a failed status names the path and the system's reason.
-ioStatus readWholeFile(const std::string& path, std::vector<std::uint8_t>& data);
+// A file's bytes, left uninitialised until read into (a value-initialised vector would write
+// every page once more before the read does).
+struct FileBytes {
+  std::unique_ptr<std::uint8_t[]> data;
+  std::size_t size = 0;
+};
+
+// Reads the file at path into bytes; a failed status names the path and the system's reason.
+ioStatus readWholeFile(const std::string& path, FileBytes& bytes);
 
 }  // namespace krPacket
 

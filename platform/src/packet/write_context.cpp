@@ -147,9 +147,10 @@ ioStatus ioWriteContext::close() {
 
 std::uint32_t ioWriteContext::referenceOf(const void* object) {
   if (!object) return 0;
-  auto [it, added] = refs_.try_emplace(object, static_cast<std::uint32_t>(objects_.size() + 1));
-  if (added) objects_.push_back(object);
-  return it->second;
+  const auto next = static_cast<std::uint32_t>(objects_.size() + 1);
+  const std::uint32_t ref = refs_.insert(object, next);
+  if (ref == next) objects_.push_back(object);
+  return ref;
 }
 
 void* ioWriteContext::definitionOf(int reference) const {

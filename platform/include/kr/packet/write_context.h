@@ -16,12 +16,12 @@
 
 #include <kr/export.h>
 #include <kr/packet/context.h>
+#include <kr/packet/reference_table.h>
 #include <kr/packet/status.h>
 
 #include <cstddef>
 #include <cstdint>
 #include <string>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -99,7 +99,7 @@ class KR_PLATFORM_EXPORT ioWriteContext : public ioContext {
   // Offsets in buf_ of the open length fields: the packet body, then per level a chunk, with a
   // sub-packet length before each nested level's chunk.
   std::vector<std::size_t> open_;
-  std::unordered_map<const void*, std::uint32_t> refs_;
+  krPacket::ReferenceTable refs_;
   std::vector<const void*> objects_;  // index = reference - 1
   std::string path_, tempPath_;
   ioStatus status_;
