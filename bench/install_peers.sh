@@ -4,4 +4,4 @@ set -e
 SUDO=""
 [ "$(id -u)" -eq 0 ] || SUDO="sudo"
 $SUDO apt-get update
-$SUDO apt-get install -y --no-install-recommends libeigen3-dev libcgal-dev libnanoflann-dev libopenmesh-dev
+$SUDO apt-get install -y --no-install-recommends libeigen3-dev libcgal-dev libnanoflann-dev libopenmesh-dev libassimp-dev

@@ -8,8 +8,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include "packet_file_data.h"
 #include "ratio_reporter.h"
-#include "topo_mesh_torus.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -22,56 +22,16 @@
 
 namespace {
 
+using bench::buildTopo;
+using bench::writeMeshFile;
 using krGeom::CompactMesh;
 using krGeom::TopoMesh;
 
-const bench::Torus& torus() {
-  static const bench::Torus t = bench::makeTorus(500, 1000);  // 500,000 vertices, 1,000,000 faces
-  return t;
-}
-
 std::string tempPath(const char* name) {
-  const char* dir = std::getenv("TMPDIR");
-  return std::string(dir && *dir ? dir : "/tmp") + "/krgeom_bench_" + name;
+  return bench::tempPath(name);
 }
-
 const CompactMesh& mesh() {
-  static const kr::Reference<CompactMesh> m = [] {
-    const bench::Torus& t = torus();
-    kr::Reference<CompactMesh> c(new CompactMesh());
-    const int n = static_cast<int>(t.points.size());
-    c->resizeVertexArray(n);
-    c->allocNormalArray();
-    c->setNormalsComputed(false);
-    c->allocUVArray();
-    for (int i = 0; i < n; ++i)
-      for (int k = 0; k < 3; ++k) {
-        c->getVerticesRaw()[3 * i + k] = static_cast<float>(t.points[i][k]);
-        c->getNormalsRaw()[3 * i + k] = static_cast<float>(t.points[i][k] / 4);
-        if (k < 2) c->getUVsRaw()[2 * i + k] = static_cast<float>(t.points[i][k] / 8);
-      }
-    c->resizeTriangleArray(static_cast<int>(t.triangles.size()));
-    std::memcpy(c->getTrianglesRaw(), t.triangles.data(), t.triangles.size() * 12);
-    return c;
-  }();
-  return *m;
-}
-
-kr::Reference<TopoMesh> buildTopo() {
-  const bench::Torus& t = torus();
-  kr::Reference<TopoMesh> m(new TopoMesh());
-  std::vector<krGeom::TopoMeshVertex> v;
-  v.reserve(t.points.size());
-  for (const auto& p : t.points) v.push_back(m->allocVertex(krLinear::Point(p[0], p[1], p[2])));
-  for (const auto& f : t.triangles) m->allocTriangle(v[f[0]], v[f[1]], v[f[2]]);
-  return m;
-}
-
-void writeMeshFile(const std::string& path) {
-  ioWriteContext out;
-  out.openFile(path.c_str());
-  krGeom::packetFile::writeMesh(out, &mesh(), 1.0, false);
-  if (!out.close().ok()) std::abort();
+  return bench::packetMesh();
 }
 
 // The payload bytes of the mesh: what the floor copies.
@@ -154,24 +114,13 @@ BENCHMARK(BM_TopoMeshBuild)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 void BM_TopoMeshWrite(benchmark::State& state) {
   const kr::Reference<TopoMesh> m = buildTopo();
-  const std::string path = tempPath("topo.krp");
-  for (auto _ : state) {
-    ioWriteContext out;
-    out.openFile(path.c_str());
-    m->writePF(out);
-    if (!out.close().ok()) state.SkipWithError("write failed");
-  }
+  for (auto _ : state) bench::writeTopoFile(tempPath("topo.krp"), *m);
 }
 BENCHMARK(BM_TopoMeshWrite)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 void BM_TopoMeshRead(benchmark::State& state) {
   const std::string path = tempPath("topo.krp");
-  {
-    ioWriteContext out;
-    out.openFile(path.c_str());
-    buildTopo()->writePF(out);
-    out.close();
-  }
+  bench::writeTopoFile(path, *buildTopo());
   for (auto _ : state) {
     ioPacketRegistry registry;
     TopoMesh::registerTypes(registry);
@@ -189,7 +138,8 @@ int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   std::printf("torus 500 x 1000: %zu vertices, %zu triangles; mesh payload %.1f MB\n",
-              torus().points.size(), torus().triangles.size(), meshBytes() / 1e6);
+              bench::packetTorus().points.size(), bench::packetTorus().triangles.size(),
+              meshBytes() / 1e6);
   krbench::RatioReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   benchmark::Shutdown();
@@ -200,6 +150,12 @@ int main(int argc, char** argv) {
   ratio("mesh write / floor", "BM_MeshWrite", "BM_FloorWrite", "<= 1.5");
   ratio("mesh read / floor", "BM_MeshRead", "BM_FloorRead", "<= 1.5");
   ratio("half-edge read / build", "BM_TopoMeshRead", "BM_TopoMeshBuild", "<= 1.5");
+  // With the peers built in (-DKRGEOM_BENCH_PEERS=ON).
+  ratio("OpenMesh PLY write / mesh write", "BM_OpenMeshWritePLY", "BM_MeshWrite", ">= 5");
+  ratio("OpenMesh PLY read / mesh read", "BM_OpenMeshReadPLY", "BM_MeshRead", ">= 5");
+  ratio("OpenMesh OM write / mesh write", "BM_OpenMeshWriteOM", "BM_MeshWrite", ">= 5");
+  ratio("OpenMesh OM read / mesh read", "BM_OpenMeshReadOM", "BM_MeshRead", ">= 5");
+  ratio("assimp PLY import / mesh read", "BM_AssimpImportPLY", "BM_MeshRead", ">= 10");
   for (const char* name : {"mesh.krp", "floor.bin", "topo.krp"})
     std::remove(tempPath(name).c_str());
   return 0;

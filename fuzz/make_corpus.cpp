@@ -1,4 +1,4 @@
-// Writes the seed corpus of the packet reader fuzz target: small valid streams covering every
+// Writes the starting corpus of the packet reader fuzz target: small valid streams covering every
 // mesh packet, references, sequences and half-edge meshes. Usage: make_corpus FOLDER
 #include <geom/geom.h>
 

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds the packet reader fuzz target with clang (AddressSanitizer, UndefinedBehaviorSanitizer,
-# libFuzzer) and runs it on the seed corpus for a given time.
+# libFuzzer) and runs it on the starting corpus for a given time.
 #   fuzz/run.sh [SECONDS] [JOBS]      default: 600 seconds, 1 job
 # New inputs go to build/fuzz/corpus; crashes to build/fuzz/artifacts. Add each crashing input to
 # fuzz/corpus/packet_reader once it is fixed.

@@ -226,14 +226,25 @@ void ReadInterface::readMesh() {
   if (triNormals) {
     mesh->allocTriangleNormalArray();
   }
-  void (CompactMesh::*resize[4])(int, int) = {
-      &CompactMesh::resizeTriStripArrays, &CompactMesh::resizeTriFanArrays,
-      &CompactMesh::resizeLineStripArrays, &CompactMesh::resizePolyArrays};
   MeshSequence* seqs[4] = {&mesh->getTriStrips(), &mesh->getTriFans(), &mesh->getLineStrips(),
                            &mesh->getPolys()};
   for (int k = 0; k < 4; ++k) {
     if (sequences[k][0] > 0 && sequences[k][1] > 0) {
-      (mesh->*resize[k])(sequences[k][1], sequences[k][0]);
+      const int points = sequences[k][1], count = sequences[k][0];
+      switch (k) {
+        case mp::eTriStrips:
+          mesh->resizeTriStripArrays(points, count);
+          break;
+        case mp::eTriFans:
+          mesh->resizeTriFanArrays(points, count);
+          break;
+        case mp::eLineStrips:
+          mesh->resizeLineStripArrays(points, count);
+          break;
+        default:
+          mesh->resizePolyArrays(points, count);
+          break;
+      }
       zeroFill(seqs[k]->getPoints(), seqs[k]->getNumPoints());
       zeroFill(seqs[k]->getLengths(), seqs[k]->getNumSequences());
     }

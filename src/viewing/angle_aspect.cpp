@@ -2,6 +2,7 @@
 #include <geom/viewing/eye_space_frustum.h>
 
 #include "debug_print.h"
+#include "perspective_depth.h"
 
 #include <cmath>
 
@@ -10,9 +11,6 @@ namespace krGeom {
 constinit const double defaultAngleOfViewRad = krLinear::toRadians(55.0);
 
 namespace {
-
-// The infinite-far terms m(2,2) and m(3,2) shared with EyeSpaceFrustum.
-constexpr double infiniteFarEpsilon = static_cast<double>(krLinear::epsilonTolFlt);
 
 // degreeTol in radians, computed on first use (function-local statics are thread-safe).
 double angleTolerance() {
@@ -40,13 +38,7 @@ void AngleAspect::getMatrix(krLinear::ProjMatrix& m, bool infiniteFar) const {
   m(0, 0) = f / aspect_;
   m(1, 1) = f;
   m(2, 3) = -1.0;
-  if (infiniteFar) {
-    m(2, 2) = infiniteFarEpsilon - 1.0;
-    m(3, 2) = (infiniteFarEpsilon - 2.0) * near_;
-  } else {
-    m(2, 2) = (near_ + far_) / (near_ - far_);
-    m(3, 2) = 2.0 * near_ * far_ / (near_ - far_);
-  }
+  detail::setPerspectiveDepth(m, near_, far_, infiniteFar);
 }
 
 void AngleAspect::getEyeSpaceFrustum(EyeSpaceFrustum& out) const {

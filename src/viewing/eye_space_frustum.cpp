@@ -2,14 +2,11 @@
 #include <geom/viewing/eye_space_frustum.h>
 
 #include "debug_print.h"
+#include "perspective_depth.h"
 
 #include <cmath>
 
 namespace krGeom {
-
-namespace {
-constexpr double infiniteFarEpsilon = static_cast<double>(krLinear::epsilonTolFlt);
-}
 
 void EyeSpaceFrustum::setOrthographic(bool ortho, double depth) {
   if (ortho == ortho_) return;
@@ -69,13 +66,7 @@ void EyeSpaceFrustum::getMatrix(krLinear::ProjMatrix& m, bool infiniteFar) const
   m(2, 0) = (r + l) / (r - l);
   m(2, 1) = (t + b) / (t - b);
   m(2, 3) = -1.0;
-  if (infiniteFar) {
-    m(2, 2) = infiniteFarEpsilon - 1.0;
-    m(3, 2) = (infiniteFarEpsilon - 2.0) * n;
-  } else {
-    m(2, 2) = (n + f) / (n - f);
-    m(3, 2) = 2.0 * n * f / (n - f);
-  }
+  detail::setPerspectiveDepth(m, n, f, infiniteFar);
 }
 
 void EyeSpaceFrustum::getInverseMatrix(krLinear::ProjMatrix& m) const {

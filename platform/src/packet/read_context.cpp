@@ -55,6 +55,19 @@ void ioReadContext::fail(const char* reason) {
   chunkPresent_ = false;
 }
 
+// Streams repeat a few names (packet names, the types pointer fields expect) millions of times:
+// the last few found are checked by name before the registry's tree is searched.
+ioPacketType* ioReadContext::cachedType(std::string_view name) {
+  for (ioPacketType* t : recentTypes_)
+    if (t && name == t->getName()) return t;
+  ioPacketType* t = registry_.findType(name);
+  if (t) {
+    recentTypes_[nextRecent_] = t;
+    nextRecent_ = (nextRecent_ + 1) % kRecentTypes;
+  }
+  return t;
+}
+
 ioStatus ioReadContext::readBuffer(const void* data, std::size_t size) {
   status_ = {};
   fixups_.clear();
@@ -64,6 +77,7 @@ ioStatus ioReadContext::readBuffer(const void* data, std::size_t size) {
   data_ = static_cast<const std::uint8_t*>(data);
   size_ = data ? size : 0;
   firstRecord_ = static_cast<std::uint32_t>(records_.size());
+  recentTypes_ = {};  // the registry may have changed since the last read
   // Room for the packets and pointer fields a stream of this size typically holds (a packet
   // takes at least 25 bytes, a field 4), so that large reads do not copy these tables while they
   // grow; pages not reached are never touched.
@@ -165,7 +179,7 @@ ioReadContext::Step ioReadContext::readPacketAt(std::uint64_t& pos, std::uint64_
     }
     slots_[ref].declared = true;
   }
-  ioPacketType* type = registry_.findType(std::string_view(name_));
+  ioPacketType* type = cachedType(name_);
   if (!type) return Step::next;  // unknown packets are skipped whole
 
   records_.push_back(Record{packetStart_, type, nullptr, ref});
@@ -345,7 +359,7 @@ void ioReadContext::readPointer(void** field, const char* expectedType) {
   if (ref == 0 || packetFailed_) return;
   if (!checkReference(ref))
     return fail(("reference " + std::to_string(ref) + " out of range").c_str());
-  ioPacketType* expected = registry_.findType(expectedType);
+  ioPacketType* expected = cachedType(expectedType ? std::string_view(expectedType) : "");
   if (!expected) return fail("pointer field expects an unregistered packet type");
   fixups_.push_back(Fixup{field, expected, ref, current_, 0, FixupState::pending});
   RefSlot& slot = slots_[ref];

@@ -133,7 +133,7 @@ TEST(PacketCorruption, AlteredBodiesBehindValidChecksumsEndCleanly) {
   }
   EXPECT_GT(failures, 0);
 
-  // Then several random edits at once in one packet, with a fixed seed.
+  // Then several random edits at once in one packet, from a fixed generator state.
   std::mt19937 rng(7);
   auto spans = packets(data);
   for (int trial = 0; trial < 3000; ++trial) {

@@ -24,9 +24,11 @@
 #include <kr/packet/status.h>
 #include <kr/packet/type.h>
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 // Reads packet streams (see docs/packet-format.md).
@@ -130,7 +132,12 @@ class KR_PLATFORM_EXPORT ioReadContext : public ioContext {
   void readArray(void* dst, int count, std::size_t elementSize,
                  void (*copy)(void*, const void*, std::size_t));
 
+  ioPacketType* cachedType(std::string_view name);
+
   ioPacketRegistry& registry_;
+  static constexpr int kRecentTypes = 4;
+  std::array<ioPacketType*, kRecentTypes> recentTypes_{};  // found lately, see cachedType
+  int nextRecent_ = 0;
   std::vector<Record> records_;  // packets with a registered type, all reads
   std::vector<Fixup> fixups_;    // deferred pointer fields of the current read
   std::vector<RefSlot> slots_;   // by reference number, current read
