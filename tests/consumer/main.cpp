@@ -29,8 +29,20 @@ int main() {
   krLinear::Point window;
   const bool projected = camera.project(krLinear::Point(0, 0, -10), window) && window.x() == 0.5;
 
-  if (!projected || mesh->getNumVertices() != 3 || p.x() != 1.0 || tree->numLeafNodes() != 3 || !built ||
-      topo->numVertices() != 0 || krGeom::numberOfActiveEntities() != 2) {
+  // The mesh through a packet stream in memory.
+  ioWriteContext out;
+  krGeom::packetFile::writeMesh(out, mesh.get(), 1.0, false);
+  out.close();
+  ioPacketRegistry registry;
+  ioReadContext in(registry);
+  krGeom::packetFile::ReadInterface reader(in);
+  krGeom::packetFile::registerTypes(&registry, &reader);
+  const bool packets = in.readBuffer(out.buffer().data(), out.buffer().size()).ok() &&
+                       reader.getLastMesh(false)->getNumVertices() == 3;
+
+  if (!projected || !packets || mesh->getNumVertices() != 3 || p.x() != 1.0 ||
+      tree->numLeafNodes() != 3 || !built || topo->numVertices() != 0 ||
+      krGeom::numberOfActiveEntities() != 3) {  // and the copy read
     std::puts("consumer: unexpected result");
     return 1;
   }

@@ -46,8 +46,9 @@ class KRGEOM_EXPORT packetFile {
   // packet from the bound read context and rebuilds the mesh.
   //
   // Meshes are reference-counted entities: the interface holds a reference to every mesh it
-  // built until it is destroyed, so a mesh taken with getLastMesh must be held in a
-  // kr::Reference (not deleted) to outlive it.
+  // built until it is destroyed, so a mesh taken with getLastMesh (or, for meshes written with
+  // references, with ioReadContext::takeObjects("kr.st.mesh")) must be held in a kr::Reference,
+  // not deleted, and taken while the interface lives.
   class KRGEOM_EXPORT ReadInterface : public ioClientReadContext {
    public:
     // Reads from `in`, which must outlive the interface.
