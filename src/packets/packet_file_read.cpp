@@ -127,7 +127,17 @@ void ReadInterface::finishMesh() {
 CompactMesh* ReadInterface::getLastMesh(bool release) {
   finishMesh();
   CompactMesh* mesh = lastMesh_;
-  if (release) lastMesh_ = nullptr;
+  if (release && mesh) {
+    // The caller takes the interface's reference over: it may hold the mesh in a Reference or
+    // delete it.
+    for (auto it = built_.rbegin(); it != built_.rend(); ++it)
+      if (it->get() == mesh) {
+        it->release();
+        built_.erase(std::next(it).base());
+        break;
+      }
+    lastMesh_ = nullptr;
+  }
   return mesh;
 }
 

@@ -198,8 +198,12 @@ TEST(PacketFileTest, ShortHeadersReadWithDefaults) {
   EXPECT_FALSE(m->getFlatShaded());
   EXPECT_EQ(m->getTrianglesRaw()[2], 0);  // zero-filled
   EXPECT_EQ(r.reader.getLastMesh(false), m);
-  EXPECT_EQ(r.reader.getLastMesh(true), m);
+  const int live = krGeom::numberOfActiveEntities();
+  const CompactMesh* taken = r.reader.getLastMesh(true);  // the caller owns it now
+  EXPECT_EQ(taken, m);
   EXPECT_EQ(r.reader.getLastMesh(true), nullptr);
+  delete taken;
+  EXPECT_EQ(krGeom::numberOfActiveEntities(), live - 1);
 }
 
 TEST(PacketFileTest, IgnoredMeshesLeaveTheLastMeshAlone) {

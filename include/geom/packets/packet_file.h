@@ -45,10 +45,12 @@ class KRGEOM_EXPORT packetFile {
   // The caller's side of a read: the packet types call one handler per packet, which reads the
   // packet from the bound read context and rebuilds the mesh.
   //
-  // Meshes are reference-counted entities: the interface holds a reference to every mesh it
-  // built until it is destroyed, so a mesh taken with getLastMesh (or, for meshes written with
-  // references, with ioReadContext::takeObjects("kr.st.mesh")) must be held in a kr::Reference,
-  // not deleted, and taken while the interface lives.
+  // Meshes are reference-counted entities. The interface holds a reference to every mesh it
+  // built until it is destroyed (so meshes it overwrote as the last mesh are not leaked).
+  // getLastMesh(true) hands the interface's reference to the caller, who holds the mesh in a
+  // kr::Reference or deletes it. Other pointers (getLastMesh(false), and for meshes written with
+  // references ioReadContext::takeObjects("kr.st.mesh")) stay valid while the interface lives;
+  // hold them in a kr::Reference to keep them longer.
   class KRGEOM_EXPORT ReadInterface : public ioClientReadContext {
    public:
     // Reads from `in`, which must outlive the interface.
@@ -62,8 +64,8 @@ class KRGEOM_EXPORT packetFile {
     // While set, every mesh packet is a no-op (a header packet is marked invalid).
     void setIgnoreMesh(bool ignore) { ignoreMesh_ = ignore; }
     bool getIgnoreMesh() const { return ignoreMesh_; }
-    // The mesh of the latest header packet, or null; with release the interface forgets it, so
-    // later array packets have no mesh to go to.
+    // The mesh of the latest header packet, or null; with release the caller takes it over and
+    // the interface forgets it, so later array packets have no mesh to go to.
     CompactMesh* getLastMesh(bool release);
 
     // Packet handlers, one per packet name; each reads the current packet.

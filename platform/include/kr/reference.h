@@ -32,6 +32,12 @@ class KR_PLATFORM_EXPORT ReferenceCount {
     assert(count_ > 0 && "unref without a matching ref");
     if (--count_ == 0) delete this;
   }
+  // Drops one reference without deleting the object at zero: ownership passes to whoever takes
+  // it next (a Reference built from it, or a caller that deletes it).
+  void unrefNoDelete() const noexcept {
+    assert(count_ > 0 && "unref without a matching ref");
+    --count_;
+  }
   // The number of references currently held.
   std::int32_t refs() const noexcept { return count_; }
 
@@ -77,6 +83,12 @@ class Reference {
   }
 
   // Releases the held reference, if any.
+  // Gives up this reference without deleting the object, and returns it (see unrefNoDelete).
+  T* release() noexcept {
+    T* p = std::exchange(p_, nullptr);
+    if (p) p->unrefNoDelete();
+    return p;
+  }
   void reset() {
     if (T* p = std::exchange(p_, nullptr)) p->unref();
   }
