@@ -50,4 +50,21 @@ TEST(Reference, CountsFollowCopiesMovesAndAssignments) {
   EXPECT_EQ(Counted::live, 0);
 }
 
+TEST(Reference, ReleaseHandsTheObjectOverWithoutDeletingIt) {
+  Ref a(new Counted(1));
+  Counted* raw = a.release();
+  EXPECT_FALSE(a);
+  EXPECT_EQ(raw->refs(), 0);
+  EXPECT_EQ(Counted::live, 1);
+  Ref b(raw);  // the next owner takes it from zero
+  EXPECT_EQ(raw->refs(), 1);
+  {
+    Ref shared(b);
+    EXPECT_EQ(shared.release(), raw);  // gives up one of two references
+  }
+  EXPECT_EQ(b->refs(), 1);
+  delete b.release();  // or the caller deletes it
+  EXPECT_EQ(Counted::live, 0);
+}
+
 }  // namespace
