@@ -78,6 +78,7 @@ ioStatus ioReadContext::readBuffer(const void* data, std::size_t size) {
   size_ = data ? size : 0;
   firstRecord_ = static_cast<std::uint32_t>(records_.size());
   recentTypes_ = {};  // the registry may have changed since the last read
+  fieldTypes_.clear();
   // Room for the packets and pointer fields a stream of this size typically holds (a packet
   // takes at least 25 bytes, a field 4), so that large reads do not copy these tables while they
   // grow; pages not reached are never touched.
@@ -361,7 +362,14 @@ void ioReadContext::readPointer(void** field, const char* expectedType) {
     return fail(("reference " + std::to_string(ref) + " out of range").c_str());
   ioPacketType* expected = cachedType(expectedType ? std::string_view(expectedType) : "");
   if (!expected) return fail("pointer field expects an unregistered packet type");
-  fixups_.push_back(Fixup{field, expected, ref, current_, 0, FixupState::pending});
+  std::size_t index = 0;
+  while (index < fieldTypes_.size() && fieldTypes_[index] != expected) ++index;
+  if (index == fieldTypes_.size()) {
+    if (index > 0xFFFF) return fail("pointer fields expect too many packet types");
+    fieldTypes_.push_back(expected);
+  }
+  fixups_.push_back(
+      Fixup{field, ref, current_, 0, static_cast<std::uint16_t>(index), FixupState::pending});
   RefSlot& slot = slots_[ref];
   if (slot.record) {
     resolve(fixups_.back(), slot.record - 1);
@@ -372,9 +380,10 @@ void ioReadContext::readPointer(void** field, const char* expectedType) {
 }
 
 void ioReadContext::resolve(Fixup& f, std::uint32_t record) {
+  static_assert(sizeof(void*) != 8 || sizeof(Fixup) == 24, "fixups stay packed");
   Record& r = records_[record];
   f.link = record;
-  if (r.type == f.expected) {
+  if (r.type == fieldTypes_[f.expected]) {
     *f.field = r.object;
     f.state = FixupState::resolved;
   } else {

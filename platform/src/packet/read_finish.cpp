@@ -88,8 +88,8 @@ void ioReadContext::finishRead(bool walked) {
         setCurrent(f.owner);
         failAt(records_[f.owner].offset, "pointer field names reference " + std::to_string(f.ref) +
                                              ", a '" + records_[f.link].type->getName() +
-                                             "' packet, where '" + f.expected->getName() +
-                                             "' is expected");
+                                             "' packet, where '" +
+                                             fieldTypes_[f.expected]->getName() + "' is expected");
       }
     }
   }

@@ -35,14 +35,14 @@ struct ioReadContext::Record {
   bool referenced = false;  // a resolved pointer field names it
 };
 
-// A deferred pointer field.
+// A deferred pointer field. Large streams hold tens of millions of these, hence the packing.
 struct ioReadContext::Fixup {
   void** field;
-  ioPacketType* expected;
   std::uint32_t ref;
   std::uint32_t owner;  // record of the packet that read the field
-  std::uint32_t
-      link;  // pending: next pending fixup of ref + 1 (0 ends); otherwise the record named
+  // pending: next pending fixup of ref + 1 (0 ends); otherwise the record named
+  std::uint32_t link;
+  std::uint16_t expected;  // index in fieldTypes_ of the type the field expects
   krPacket::FixupState state;
 };
 

@@ -138,10 +138,11 @@ class KR_PLATFORM_EXPORT ioReadContext : public ioContext {
   static constexpr int kRecentTypes = 4;
   std::array<ioPacketType*, kRecentTypes> recentTypes_{};  // found lately, see cachedType
   int nextRecent_ = 0;
-  std::vector<Record> records_;  // packets with a registered type, all reads
-  std::vector<Fixup> fixups_;    // deferred pointer fields of the current read
-  std::vector<RefSlot> slots_;   // by reference number, current read
-  std::vector<Frame> frames_;    // open sub-packets
+  std::vector<Record> records_;            // packets with a registered type, all reads
+  std::vector<Fixup> fixups_;              // deferred pointer fields of the current read
+  std::vector<ioPacketType*> fieldTypes_;  // the types those fields expect, current read
+  std::vector<RefSlot> slots_;             // by reference number, current read
+  std::vector<Frame> frames_;              // open sub-packets
   std::string name_;
   ioStatus status_;
   const std::uint8_t* data_ = nullptr;
