@@ -6,6 +6,7 @@
 #include <geom/topology/blind_data.h>
 #include <geom/topology/boundary_iterator.h>
 #include <geom/topology/edge_vertex_iterator.h>
+#include <geom/topology/mesh_boundaries.h>
 #include <geom/topology/mesh_coord.h>
 #include <geom/topology/topo_mesh.h>
 #include <geom/topology/topo_mesh_entities.h>
