@@ -2,6 +2,7 @@
 // every block moves to a new address.
 #include <geom/foundation/moveable_array_allocator.h>
 #include <geom/meshes/mesh_modification.h>
+#include <geom/meshes/moveable_mesh.h>
 #include <kr/moveable.h>
 
 #include <gtest/gtest.h>
@@ -52,6 +53,34 @@ TEST(MoveableMesh, ContentsSurviveUnmapAndAMovingMap) {
   EXPECT_EQ(mesh->getTriStripStarts()[1], mesh->getTriStripPoints() + 5);
   mesh = nullptr;
   EXPECT_EQ(store->numBlocks() + pool.numChunks(), 0u);
+}
+
+TEST(MoveableMesh, AGuardMapsWhileItLivesAndContentsComeBackAtNewAddresses) {
+  krOS::MoveableAllocator pool;
+  pool.setMoveOnMap(true);
+  kr::Reference<MoveableArrayAllocator> store(new MoveableArrayAllocator(pool));
+  Ints tris;
+  for (int i = 0; i + 2 < 32; ++i) tris.insert(tris.end(), {i, i + 1, i + 2});
+  kr::Reference<CompactMesh> mesh = triangleMesh(32, tris, store);
+  mesh->allocTriangleNormalArray();
+  for (int i = 0; i < 30; ++i) mesh->getTriangleNormals()[i].set(1.f, 0.f, float(i));
+  const std::vector<double> before = contents(*mesh);
+  const MeshVertex* first = nullptr;
+  {
+    MoveableMesh guard(*mesh);
+    EXPECT_TRUE(store->isMapped());
+    first = guard.get().getVertices();
+  }
+  EXPECT_FALSE(store->isMapped());
+  {
+    MoveableMesh guard(*mesh);
+    EXPECT_NE(guard.get().getVertices(), first);
+    EXPECT_EQ(contents(guard.get()), before);
+  }
+  // Without a moveable allocator a guard maps and unmaps nothing.
+  kr::Reference<CompactMesh> plain = triangleMesh(3, {0, 1, 2});
+  MoveableMesh guard(*plain);
+  EXPECT_EQ(&guard.get(), plain.get());
 }
 
 TEST(MoveableMesh, AllocatorChangesLeaveFilledContentsBehindAndBlockSwaps) {
