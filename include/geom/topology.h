@@ -8,6 +8,7 @@
 #include <geom/topology/edge_vertex_iterator.h>
 #include <geom/topology/mesh_boundaries.h>
 #include <geom/topology/mesh_coord.h>
+#include <geom/topology/mesh_curve.h>
 #include <geom/topology/topo_mesh.h>
 #include <geom/topology/topo_mesh_entities.h>
 #include <geom/topology/topo_mesh_point.h>

@@ -1,5 +1,6 @@
 // Barycentric coordinates of points in triangles: MeshCoordBase (the three weights and the
-// operations on three corner points) and TopoMeshCoord (the weights in a face of a TopoMesh).
+// operations on three corner points), TopoMeshCoord (the weights in a face of a TopoMesh) and
+// MeshCoord (the weights in a triangle of an indexed triangle mesh).
 //
 //   krGeom::TopoMeshCoord c;
 //   if (c.setFromPoint(face, x)) {          // false for a degenerate triangle
@@ -70,6 +71,11 @@ class KRGEOM_EXPORT MeshCoordBase {
   // triangle's plane these are ratios of the sub-triangles' true areas, not of a projection.
   bool setFromPointBase(const krLinear::Point& p0, const krLinear::Point& p1,
                         const krLinear::Point& p2, const krLinear::Point& x) noexcept;
+  // Sets the weights of the point of the closed triangle nearest to x's projection onto the
+  // triangle's plane: two non-positive weights snap to the third corner, one clamps to the
+  // opposite side. A degenerate triangle gives weights 0 and false.
+  bool projectBase(const krLinear::Point& p0, const krLinear::Point& p1, const krLinear::Point& p2,
+                   const krLinear::Point& x) noexcept;
 
  private:
   double w_[3] = {0.0, 0.0, 0.0};
@@ -114,6 +120,65 @@ class KRGEOM_EXPORT TopoMeshCoord : public MeshCoordBase {
 
  private:
   TopoMeshFace face_;
+};
+
+struct MeshVertex;
+struct MeshTriangle;
+
+// A barycentric coordinate in triangle `triangle` of an indexed triangle mesh. Operations take
+// the mesh's arrays in either form: flat floats (x, y, z per vertex) with flat indices (three per
+// triangle), or MeshVertex with MeshTriangle records. Corner k is the vertex of entry 3t + k.
+// Nothing is checked: the triangle must exist in the arrays passed. A plain value.
+class KRGEOM_EXPORT MeshCoord : public MeshCoordBase {
+ public:
+  // Weights 0 (invalid) and triangle -1.
+  MeshCoord() = default;
+  MeshCoord(int triangle, double w0, double w1, double w2)
+      : MeshCoordBase(w0, w1, w2), triangle_(triangle) {}
+
+  int getTriangle() const { return triangle_; }
+  void setTriangle(int triangle) { triangle_ = triangle; }
+
+  // The point w0 p0 + w1 p1 + w2 p2 of the triangle's corners.
+  krLinear::Point evaluate(const float* vertices, const int* triangles) const;
+  krLinear::Point evaluate(const MeshVertex* vertices, const MeshTriangle* triangles) const;
+  // Stores the triangle, then setFromPointBase on its corners.
+  bool setFromPoint(int triangle, const float* vertices, const int* triangles,
+                    const krLinear::Point& x);
+  bool setFromPoint(int triangle, const MeshVertex* vertices, const MeshTriangle* triangles,
+                    const krLinear::Point& x);
+  // Stores the triangle, then projectBase on its corners.
+  bool project(int triangle, const float* vertices, const int* triangles, const krLinear::Point& x);
+  bool project(int triangle, const MeshVertex* vertices, const MeshTriangle* triangles,
+               const krLinear::Point& x);
+  // onVertexBase and onEdgeBase on the corners (edge 0: corners 0-1, 1: 1-2, 2: 2-0).
+  bool onVertex(const float* vertices, const int* triangles, double tolerance, int* corner) const;
+  bool onVertex(const MeshVertex* vertices, const MeshTriangle* triangles, double tolerance,
+                int* corner) const;
+  bool onEdge(const float* vertices, const int* triangles, double tolerance, int* edge) const;
+  bool onEdge(const MeshVertex* vertices, const MeshTriangle* triangles, double tolerance,
+              int* edge) const;
+  // Not on an edge and no weight below 0.
+  bool isInterior(const float* vertices, const int* triangles, double tolerance) const;
+  bool isInterior(const MeshVertex* vertices, const MeshTriangle* triangles,
+                  double tolerance) const;
+  // Not on an edge and some weight not >= 0 (a NaN weight counts as outside). Deliberately not
+  // the complement of isInterior: a point on an edge is neither.
+  bool isExterior(const float* vertices, const int* triangles, double tolerance) const;
+  bool isExterior(const MeshVertex* vertices, const MeshTriangle* triangles,
+                  double tolerance) const;
+
+  // Exact comparison of the weights and the triangle.
+  bool operator==(const MeshCoord& o) const {
+    return MeshCoordBase::operator==(o) && triangle_ == o.triangle_;
+  }
+  bool operator!=(const MeshCoord& o) const { return !(*this == o); }
+
+ private:
+  // Loads the triangle's three corners.
+  void getPoints(krLinear::Point* corners, const float* vertices, const int* triangles) const;
+
+  int triangle_ = -1;
 };
 
 }  // namespace krGeom
