@@ -1,6 +1,7 @@
 // Everything the geometry library exports, and the platform headers it uses.
 #pragma once
 
+#include <geom/debug_draw.h>
 #include <geom/entity.h>
 #include <geom/meshes.h>
 #include <geom/packets.h>
