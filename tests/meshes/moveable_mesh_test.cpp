@@ -25,15 +25,28 @@ std::vector<double> contents(const CompactMesh& m) {
   return all;
 }
 
-TEST(MoveableMesh, ContentsSurviveUnmapAndAMovingMap) {
+// A strip of n - 2 triangles with triangle normals, kept in moveable memory whose blocks move to
+// new addresses at every map.
+struct MovingMesh {
   krOS::MoveableAllocator pool;
-  pool.setMoveOnMap(true);
-  kr::Reference<MoveableArrayAllocator> store(new MoveableArrayAllocator(pool));
-  Ints tris;
-  for (int i = 0; i + 2 < 64; ++i) tris.insert(tris.end(), {i, i + 1, i + 2});
-  kr::Reference<CompactMesh> mesh = triangleMesh(64, tris, store);
-  mesh->allocTriangleNormalArray();
-  for (int i = 0; i < 62; ++i) mesh->getTriangleNormals()[i].set(0.f, 1.f, float(i));
+  kr::Reference<MoveableArrayAllocator> store;
+  kr::Reference<CompactMesh> mesh;
+  explicit MovingMesh(int n) {
+    pool.setMoveOnMap(true);
+    store = new MoveableArrayAllocator(pool);
+    Ints tris;
+    for (int i = 0; i + 2 < n; ++i) tris.insert(tris.end(), {i, i + 1, i + 2});
+    mesh = triangleMesh(n, tris, store);
+    mesh->allocTriangleNormalArray();
+    for (int i = 0; i + 2 < n; ++i) mesh->getTriangleNormals()[i].set(0.f, 1.f, float(i));
+  }
+};
+
+TEST(MoveableMesh, ContentsSurviveUnmapAndAMovingMap) {
+  MovingMesh moving(64);
+  krOS::MoveableAllocator& pool = moving.pool;
+  kr::Reference<MoveableArrayAllocator>& store = moving.store;
+  kr::Reference<CompactMesh>& mesh = moving.mesh;
   fillSequences(mesh->getTriStrips(), {0, 8, 1, 9, 2, 3, 11, 4, 12}, {5, 4});
   mesh->getTriStripStarts();
   // Vertices, triangles, triangle normals, 3 strip arrays.
@@ -56,14 +69,9 @@ TEST(MoveableMesh, ContentsSurviveUnmapAndAMovingMap) {
 }
 
 TEST(MoveableMesh, AGuardMapsWhileItLivesAndContentsComeBackAtNewAddresses) {
-  krOS::MoveableAllocator pool;
-  pool.setMoveOnMap(true);
-  kr::Reference<MoveableArrayAllocator> store(new MoveableArrayAllocator(pool));
-  Ints tris;
-  for (int i = 0; i + 2 < 32; ++i) tris.insert(tris.end(), {i, i + 1, i + 2});
-  kr::Reference<CompactMesh> mesh = triangleMesh(32, tris, store);
-  mesh->allocTriangleNormalArray();
-  for (int i = 0; i < 30; ++i) mesh->getTriangleNormals()[i].set(1.f, 0.f, float(i));
+  MovingMesh moving(32);
+  const kr::Reference<MoveableArrayAllocator>& store = moving.store;
+  const kr::Reference<CompactMesh>& mesh = moving.mesh;
   const std::vector<double> before = contents(*mesh);
   const MeshVertex* first = nullptr;
   {
