@@ -78,9 +78,14 @@ int main(int argc, char** argv) {
       for (void* p : in.takeObjects("kr.geom.topomesh"))
         topo = kr::Reference<krGeom::TopoMesh>(static_cast<krGeom::TopoMesh*>(p));
     };
+  } else if (op == "clean") {
+    std::remove(meshFile.c_str());
+    std::remove(topoFile.c_str());
+    return 0;
   } else {
     std::fprintf(stderr,
-                 "usage: packet_file_cold write-mesh|read-mesh|build-topo|write-topo|read-topo\n");
+                 "usage: packet_file_cold "
+                 "write-mesh|read-mesh|floor-read|build-topo|write-topo|read-topo|clean\n");
     return 2;
   }
   const auto start = std::chrono::steady_clock::now();
