@@ -10,16 +10,6 @@ void Polyline::update() const {
   if (stale() && !vertices_.empty()) updateBox(1);
 }
 
-const krLinear::Range3d& Polyline::getBoundingBox() const {
-  update();
-  return box_;
-}
-
-bool Polyline::getClosed() const {
-  update();
-  return closed_;
-}
-
 // --- Polyline2d ---
 
 Polyline2d::~Polyline2d() = default;
@@ -62,16 +52,6 @@ void Polyline2d::update() const {
     }
   }
   updateBox(3);
-}
-
-const krLinear::Range2d& Polyline2d::getBoundingBox() const {
-  update();
-  return box_;
-}
-
-bool Polyline2d::getClosed() const {
-  update();
-  return closed_;
 }
 
 }  // namespace krGeom

@@ -35,6 +35,15 @@ class PolylineBase : public kr::ReferenceCount {
     double parameter = 0.0;
   };
 
+  // --- Construction (inherited by Polyline and Polyline2d) ---
+  PolylineBase(int n, const Vertex* vertices) { initialize(n, vertices); }
+  PolylineBase(int n, const P* points, const double* parameters) {
+    initialize(n, points, parameters);
+  }
+  PolylineBase(const kr::vector<P>& points, const kr::vector<double>& parameters) {
+    initialize(points, parameters);
+  }
+
   // --- Vertices ---
   // Replaces every vertex; the cached values go stale.
   void initialize(int n, const Vertex* vertices) {
@@ -146,6 +155,18 @@ class PolylineBase : public kr::ReferenceCount {
   // Marks the cached values stale.
   virtual void modified() { box_ = R(); }
 
+  // The box of every position (empty without vertices), recomputed only when stale.
+  const R& getBoundingBox() const {
+    update();
+    return box_;
+  }
+  // True when the first and last positions coincide within epsilonTol (in 2D, with at least 3
+  // vertices).
+  bool getClosed() const {
+    update();
+    return closed_;
+  }
+
  protected:
   static constexpr int kDimensions = sizeof(P) / sizeof(double);
 
@@ -163,6 +184,8 @@ class PolylineBase : public kr::ReferenceCount {
     vertices_.swap(o.vertices_);
     std::swap(closed_, o.closed_);
   }
+  // Recomputes the cached values when stale.
+  virtual void update() const = 0;
   bool stale() const { return box_.isEmpty(); }
   // Box of every position; closed when the ends coincide within epsilonTol (and, in 2D, there
   // are at least minClosed vertices).
@@ -210,27 +233,17 @@ class KRGEOM_EXPORT Polyline : public detail::PolylineBase<krLinear::Point, krLi
  public:
   using vertex = Vertex;
 
+  // Empty; or from n vertices, n points and parameters, or point and parameter vectors.
+  using PolylineBase::PolylineBase;
   Polyline() = default;
-  Polyline(int n, const vertex* vertices) { initialize(n, vertices); }
-  Polyline(int n, const krLinear::Point* points, const double* parameters) {
-    initialize(n, points, parameters);
-  }
-  Polyline(const kr::vector<krLinear::Point>& points, const kr::vector<double>& parameters) {
-    initialize(points, parameters);
-  }
   Polyline(const Polyline&) = default;
   // Copies box, vertices and closed flag.
   Polyline& operator=(const Polyline&) = default;
   ~Polyline() override;
   void swap(Polyline& o) noexcept { swapBase(o); }
 
-  // The box of every position (empty without vertices).
-  const krLinear::Range3d& getBoundingBox() const;
-  // True when the first and last positions coincide within epsilonTol.
-  bool getClosed() const;
-
  private:
-  void update() const;
+  void update() const override;
 };
 
 // A 2D polyline with a cached turning order.
@@ -245,14 +258,9 @@ class KRGEOM_EXPORT Polyline2d : public detail::PolylineBase<krLinear::Point2, k
     eMixed = 3
   };
 
+  // Empty; or from n vertices, n points and parameters, or point and parameter vectors.
+  using PolylineBase::PolylineBase;
   Polyline2d() = default;
-  Polyline2d(int n, const vertex2d* vertices) { initialize(n, vertices); }
-  Polyline2d(int n, const krLinear::Point2* points, const double* parameters) {
-    initialize(n, points, parameters);
-  }
-  Polyline2d(const kr::vector<krLinear::Point2>& points, const kr::vector<double>& parameters) {
-    initialize(points, parameters);
-  }
   Polyline2d(const Polyline2d& o) : PolylineBase(o), order_(o.order_) {}
   // Copies box, vertices, closed flag and the cached order.
   Polyline2d& operator=(const Polyline2d& o) {
@@ -275,10 +283,7 @@ class KRGEOM_EXPORT Polyline2d : public detail::PolylineBase<krLinear::Point2, k
   const vertex2d& getFirstVertex() const { return vertices_.front(); }
   const vertex2d& getLastVertex() const { return vertices_.back(); }
 
-  // The box of every position; also computes the closed flag and the order when stale.
-  const krLinear::Range2d& getBoundingBox() const;
-  // True with at least 3 vertices whose ends coincide within epsilonTol.
-  bool getClosed() const;
+  // getBoundingBox and getClosed also compute the order when stale.
   // The cached order: these four do not refresh it (getBoundingBox or getClosed do).
   Order getOrder() const { return order_; }
   bool isClockwise() const { return order_ == eClockwise; }
@@ -296,7 +301,7 @@ class KRGEOM_EXPORT Polyline2d : public detail::PolylineBase<krLinear::Point2, k
   void debugPrint() const {}
 
  private:
-  void update() const;
+  void update() const override;
 
   mutable Order order_ = eUnknownOrder;
 };
