@@ -180,6 +180,7 @@ ioReadContext::Step ioReadContext::readPacketAt(std::uint64_t& pos, std::uint64_
     }
     slots_[ref].declared = true;
   }
+  if (tally_) ++(*tally_)[name_];
   ioPacketType* type = cachedType(name_);
   if (!type) return Step::next;  // unknown packets are skipped whole
 

@@ -27,6 +27,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -46,6 +47,9 @@ class KR_PLATFORM_EXPORT ioReadContext : public ioContext {
   // Objects that packets named typeName defined and nothing refers to, in stream order, not yet
   // taken. The caller owns them afterwards.
   std::vector<void*> takeObjects(const char* typeName);
+  // While set, every framed packet read (registered type or not) adds one to tally[its name].
+  // The map is borrowed and must outlive the reads; null (the default) stops counting.
+  void setPacketTally(std::map<std::string, std::uint64_t>* tally) noexcept { tally_ = tally; }
 
   // --- Inside readPacket (and the end-of-read hooks) ---
   // Name of the current packet.
@@ -144,6 +148,7 @@ class KR_PLATFORM_EXPORT ioReadContext : public ioContext {
   std::vector<RefSlot> slots_;             // by reference number, current read
   std::vector<Frame> frames_;              // open sub-packets
   std::string name_;
+  std::map<std::string, std::uint64_t>* tally_ = nullptr;
   ioStatus status_;
   const std::uint8_t* data_ = nullptr;
   std::uint64_t size_ = 0;
