@@ -9,16 +9,7 @@ cd "$(dirname "$0")/.."
 seconds=${1:-600}
 jobs=${2:-1}
 
-need=()
-for pkg in clang-14 libclang-rt-14-dev cmake make; do
-  dpkg -s "$pkg" >/dev/null 2>&1 || need+=("$pkg")
-done
-if [ ${#need[@]} -gt 0 ]; then
-  sudo=""
-  [ "$(id -u)" -eq 0 ] || sudo="sudo"
-  $sudo apt-get update -q
-  DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -q --no-install-recommends "${need[@]}"
-fi
+tools/need-packages clang-14 libclang-rt-14-dev cmake make
 
 cmake -S . -B build/fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPILER=clang++-14 \
   -DKRGEOM_BUILD_FUZZ=ON -DKRGEOM_BUILD_TESTS=OFF -DBUILD_SHARED_LIBS=OFF \
