@@ -109,14 +109,7 @@ LoadedMesh importFile(const std::string& path, Progress& progress) {
     throw Failure(path, ext.empty() ? "no file extension to tell the format by"
                                     : "unsupported file extension '." + ext + "'");
   progress.step("reading " + path);
-  // Lines and points are dropped; validation runs first, so a bad index never reaches the
-  // later steps.
-  importer.SetPropertyInteger(AI_CONFIG_PP_SBP_REMOVE,
-                              aiPrimitiveType_POINT | aiPrimitiveType_LINE);
-  const aiScene* scene =
-      importer.ReadFile(path, aiProcess_ValidateDataStructure | aiProcess_Triangulate |
-                                  aiProcess_JoinIdenticalVertices | aiProcess_SortByPType |
-                                  aiProcess_PreTransformVertices);
+  const aiScene* scene = importScene(importer, path);
   if (!scene) {
     std::string reason = importer.GetErrorString();
     if (reason.empty()) reason = "cannot read the file";
@@ -194,6 +187,15 @@ std::unique_ptr<aiScene> toScene(const CompactMesh& in, double scale) {
 }
 
 }  // namespace
+
+const aiScene* importScene(Assimp::Importer& importer, const std::string& path) {
+  // Lines and points are dropped; validation runs first, so a bad index never reaches the
+  // later steps.
+  importer.SetPropertyInteger(AI_CONFIG_PP_SBP_REMOVE, aiPrimitiveType_POINT | aiPrimitiveType_LINE);
+  return importer.ReadFile(path, aiProcess_ValidateDataStructure | aiProcess_Triangulate |
+                                     aiProcess_JoinIdenticalVertices | aiProcess_SortByPType |
+                                     aiProcess_PreTransformVertices);
+}
 
 std::string extensionOf(const std::string& path) {
   const std::size_t slash = path.find_last_of('/');

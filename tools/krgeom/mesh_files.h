@@ -14,6 +14,11 @@
 #include <map>
 #include <string>
 
+struct aiScene;
+namespace Assimp {
+class Importer;
+}
+
 namespace krgeom {
 
 class Progress;
@@ -24,6 +29,10 @@ struct LoadedMesh {
   // Packet files only: framed packets per packet name.
   std::map<std::string, std::uint64_t> packets;
 };
+
+// assimp's part of every import: reads the file with the steps above into the importer's
+// scene; null on failure (the importer has the reason).
+const aiScene* importScene(Assimp::Importer& importer, const std::string& path);
 
 // True for a path ending in .krp (any case).
 bool isPacketFilePath(const std::string& path);
