@@ -3,8 +3,8 @@
 //   assimp_import_only FILE
 #include "mesh_files.h"
 
-#include <assimp/Importer.hpp>
 #include <assimp/scene.h>
+#include <assimp/Importer.hpp>
 
 #include <cstdio>
 

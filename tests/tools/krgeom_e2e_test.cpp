@@ -73,16 +73,16 @@ TEST(KrgeomInfo, CountsAndGenusOfTheBunnyATorusAndAnOpenGrid) {
   ScratchDir dir;
   writeFile(dir / "torus.obj", toObj(makeTorus(30, 16)));
   writeFile(dir / "grid.ply", toAsciiPly(makeGrid(7)));
-  const RunResult r = runTool(
-      {"info", std::string(KRGEOM_TEST_DATA_DIR) + "/bunny.obj", "torus.obj", "grid.ply"},
-      dir.path());
+  const RunResult r =
+      runTool({"info", std::string(KRGEOM_TEST_DATA_DIR) + "/bunny.obj", "torus.obj", "grid.ply"},
+              dir.path());
   ASSERT_EQ(r.status, 0) << r.err;
   // Each file's report runs up to the next file's.
   const std::size_t torusAt = r.out.find("torus.obj\n"), gridAt = r.out.find("grid.ply\n");
   ASSERT_NE(torusAt, std::string::npos);
   ASSERT_NE(gridAt, std::string::npos);
-  const std::string bunny = r.out.substr(0, torusAt), torus = r.out.substr(torusAt, gridAt - torusAt),
-                    grid = r.out.substr(gridAt);
+  const std::string bunny = r.out.substr(0, torusAt),
+                    torus = r.out.substr(torusAt, gridAt - torusAt), grid = r.out.substr(gridAt);
 
   EXPECT_EQ(field(bunny, "vertices"), "1839");
   EXPECT_EQ(field(bunny, "triangles"), "3674");
@@ -126,8 +126,8 @@ TEST(KrgeomRender, CoveredPixelsSpanTheProjectedMeshAndNothingElseIsTouched) {
 
   for (bool ortho : {false, true}) {
     SCOPED_TRACE(ortho ? "orthographic" : "perspective");
-    std::vector<std::string> args = {"render", "torus.obj", "-o", "torus.png", "--size", "320x200",
-                                     "--azimuth", "35", "--elevation", "40"};
+    std::vector<std::string> args = {"render",  "torus.obj", "-o", "torus.png",   "--size",
+                                     "320x200", "--azimuth", "35", "--elevation", "40"};
     if (ortho) args.push_back("--ortho");
     const RunResult r = runTool(args, dir.path());
     ASSERT_EQ(r.status, 0) << r.err;
@@ -164,16 +164,21 @@ TEST(KrgeomRender, CoveredPixelsSpanTheProjectedMeshAndNothingElseIsTouched) {
   }
 
   // The octree overlay draws over the picture.
-  ASSERT_EQ(runTool({"render", "torus.obj", "-o", "plain.png", "--size", "320x200"}, dir.path()).status, 0);
+  ASSERT_EQ(
+      runTool({"render", "torus.obj", "-o", "plain.png", "--size", "320x200"}, dir.path()).status,
+      0);
   ASSERT_EQ(runTool({"render", "torus.obj", "-o", "boxes.png", "--size", "320x200", "--octree"},
-                    dir.path()).status, 0);
+                    dir.path())
+                .status,
+            0);
   EXPECT_NE(readFile(dir / "plain.png"), readFile(dir / "boxes.png"));
 }
 
 TEST(KrgeomTopo, CollapsesRestoresTheOriginalExactlyAndWritesTheSimplifiedMesh) {
   ScratchDir dir;
   writeFile(dir / "torus.obj", toObj(makeTorus(30, 16)));
-  const RunResult r = runTool({"topo", "torus.obj", "--collapse", "100", "-o", "small.ply"}, dir.path());
+  const RunResult r =
+      runTool({"topo", "torus.obj", "--collapse", "100", "-o", "small.ply"}, dir.path());
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_NE(r.out.find("collapsed:           100 edges"), std::string::npos) << r.out;
   EXPECT_NE(r.out.find("identical to the start"), std::string::npos) << r.out;
@@ -205,7 +210,8 @@ TEST(KrgeomBadInput, EachFailureIsOneLineNamingFileAndReasonWithStatusOneAndNoOu
   writeFile(dir / "garbage.ply", std::string(3000, '\x7f') + "not a mesh");
   writeFile(dir / "mesh.xyz9", "v 0 0 0\n");
   writeFile(dir / "range.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 9\n");
-  writeFile(dir / "range.ply", toAsciiPly(SimpleMesh{{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}, {{0, 1, 7}}}));
+  writeFile(dir / "range.ply",
+            toAsciiPly(SimpleMesh{{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}, {{0, 1, 7}}}));
   writeFile(dir / "torus.obj", toObj(makeTorus(12, 8)));
   ASSERT_EQ(runTool({"convert", "torus.obj", "whole.krp"}, dir.path()).status, 0);
   const std::string whole = readFile(dir / "whole.krp");
@@ -213,15 +219,35 @@ TEST(KrgeomBadInput, EachFailureIsOneLineNamingFileAndReasonWithStatusOneAndNoOu
   const std::vector<std::string> inputs = dir.files();
 
   const BadInput cases[] = {
-      {"missing file", {"convert", "missing.obj", "out.krp"}, "missing.obj", "No such file", "out.krp"},
+      {"missing file",
+       {"convert", "missing.obj", "out.krp"},
+       "missing.obj",
+       "No such file",
+       "out.krp"},
       {"empty file", {"convert", "empty.obj", "out.krp"}, "empty.obj", "empty", "out.krp"},
       {"garbage", {"convert", "garbage.ply", "out.krp"}, "garbage.ply", "", "out.krp"},
       {"unsupported input", {"info", "mesh.xyz9"}, "mesh.xyz9", "unsupported file extension", ""},
-      {"unsupported output", {"convert", "torus.obj", "out.xyz9"}, "out.xyz9", "cannot write", "out.xyz9"},
+      {"unsupported output",
+       {"convert", "torus.obj", "out.xyz9"},
+       "out.xyz9",
+       "cannot write",
+       "out.xyz9"},
       {"truncated packet file", {"check", "cut.krp"}, "cut.krp", "exceeds the input", ""},
-      {"truncated packet file, converted", {"convert", "cut.krp", "out.obj"}, "cut.krp", "", "out.obj"},
-      {"truncated packet file, rendered", {"render", "cut.krp", "-o", "out.png"}, "cut.krp", "", "out.png"},
-      {"index out of range, OBJ", {"convert", "range.obj", "out.krp"}, "range.obj", "range", "out.krp"},
+      {"truncated packet file, converted",
+       {"convert", "cut.krp", "out.obj"},
+       "cut.krp",
+       "",
+       "out.obj"},
+      {"truncated packet file, rendered",
+       {"render", "cut.krp", "-o", "out.png"},
+       "cut.krp",
+       "",
+       "out.png"},
+      {"index out of range, OBJ",
+       {"convert", "range.obj", "out.krp"},
+       "range.obj",
+       "range",
+       "out.krp"},
       {"index out of range, PLY", {"convert", "range.ply", "out.obj"}, "range.ply", "", "out.obj"},
       {"not a packet file", {"check", "torus.obj"}, "torus.obj", "not a packet file", ""},
   };

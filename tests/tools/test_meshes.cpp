@@ -51,7 +51,8 @@ std::string line(const char* format, double a, double b, double c) {
 std::string toObj(const SimpleMesh& mesh) {
   std::string s;
   for (const auto& p : mesh.points) s += line("v %.9g %.9g %.9g\n", p[0], p[1], p[2]);
-  for (const auto& t : mesh.triangles) s += line("f %.0f %.0f %.0f\n", t[0] + 1, t[1] + 1, t[2] + 1);
+  for (const auto& t : mesh.triangles)
+    s += line("f %.0f %.0f %.0f\n", t[0] + 1, t[1] + 1, t[2] + 1);
   return s;
 }
 

@@ -53,9 +53,9 @@ void printHistogram(const std::vector<long long>& buckets) {
   for (long long b : buckets) most = b > most ? b : most;
   std::printf("  leaf sizes:\n");
   for (std::size_t k = 0; k < buckets.size(); ++k) {
-    const std::string range = k < 2 ? std::to_string(k)
-                                    : std::to_string(1LL << (k - 1)) + "-" +
-                                          std::to_string((1LL << k) - 1);
+    const std::string range =
+        k < 2 ? std::to_string(k)
+              : std::to_string(1LL << (k - 1)) + "-" + std::to_string((1LL << k) - 1);
     const int bar = int(40 * buckets[k] / most);
     std::printf("    %-11s %9lld %s\n", range.c_str(), buckets[k], std::string(bar, '#').c_str());
   }

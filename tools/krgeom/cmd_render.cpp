@@ -9,6 +9,7 @@
 #include <CLI/CLI.hpp>
 
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <memory>
 
@@ -36,6 +37,8 @@ void runRender(const std::string& file, const std::string& out, const RenderSett
   const krGeom::CompactMesh& mesh = *loaded.mesh;
   krGeom::BoundingBox box;
   mesh.getBoundingBox(box);
+  if (!std::isfinite(box.diagonalLength()))
+    throw Failure(file, "the mesh is too large to view (its box's diagonal overflows)");
   krGeom::Camera camera;
   fitCamera(box, settings.view, camera);
 

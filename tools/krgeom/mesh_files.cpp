@@ -19,6 +19,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
+#include <cmath>
 #include <cstring>
 #include <memory>
 #include <vector>
@@ -191,7 +192,8 @@ std::unique_ptr<aiScene> toScene(const CompactMesh& in, double scale) {
 const aiScene* importScene(Assimp::Importer& importer, const std::string& path) {
   // Lines and points are dropped; validation runs first, so a bad index never reaches the
   // later steps.
-  importer.SetPropertyInteger(AI_CONFIG_PP_SBP_REMOVE, aiPrimitiveType_POINT | aiPrimitiveType_LINE);
+  importer.SetPropertyInteger(AI_CONFIG_PP_SBP_REMOVE,
+                              aiPrimitiveType_POINT | aiPrimitiveType_LINE);
   return importer.ReadFile(path, aiProcess_ValidateDataStructure | aiProcess_Triangulate |
                                      aiProcess_JoinIdenticalVertices | aiProcess_SortByPType |
                                      aiProcess_PreTransformVertices);
@@ -220,6 +222,14 @@ void checkIndices(const CompactMesh& mesh, const std::string& path) {
                               std::to_string(idx[i]) + ", but the mesh has " + std::to_string(n));
 }
 
+void checkPoints(const CompactMesh& mesh, const std::string& path) {
+  const float* xyz = mesh.getVerticesRaw();
+  for (int i = 0, end = 3 * mesh.getNumVertices(); i < end; ++i)
+    if (!std::isfinite(xyz[i]))
+      throw Failure(path,
+                    "vertex " + std::to_string(i / 3) + " has a coordinate that is not a number");
+}
+
 LoadedMesh readMesh(const std::string& path, Progress& progress) {
   requireReadableFile(path);
   LoadedMesh loaded;
@@ -231,6 +241,7 @@ LoadedMesh readMesh(const std::string& path, Progress& progress) {
   }
   if (loaded.mesh->getNumTriangles() == 0) throw Failure(path, "the mesh has no triangles");
   checkIndices(*loaded.mesh, path);
+  checkPoints(*loaded.mesh, path);
   return loaded;
 }
 

@@ -41,7 +41,8 @@ std::string extensionOf(const std::string& path);
 
 // Reads a mesh file; a packet file gives its last mesh, or its last half-edge mesh as triangles
 // when it holds no mesh. Throws Failure for a missing, empty or unreadable file, a format nobody
-// reads, a damaged file, a mesh without triangles or with an index that names no vertex.
+// reads, a damaged file, a mesh without triangles, with an index that names no vertex or a
+// coordinate that is not a finite number.
 LoadedMesh readMesh(const std::string& path, Progress& progress);
 
 // Writes the mesh with its positions multiplied by scale, under a temporary name renamed at the
@@ -49,6 +50,8 @@ LoadedMesh readMesh(const std::string& path, Progress& progress);
 void writeMesh(const krGeom::CompactMesh& mesh, const std::string& path, double scale,
                Progress& progress);
 
+// Throws Failure unless every coordinate is finite.
+void checkPoints(const krGeom::CompactMesh& mesh, const std::string& path);
 // Throws Failure unless every triangle index names a vertex.
 void checkIndices(const krGeom::CompactMesh& mesh, const std::string& path);
 

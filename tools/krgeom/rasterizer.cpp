@@ -30,10 +30,15 @@ void fillTriangle(const WindowPoint* p[3], const std::uint8_t colour[3], Image& 
               x2 = p[2]->x, y2 = rowOf(p[2]->y, h);
   const float area = (x1 - x0) * (y2 - y0) - (x2 - x0) * (y1 - y0);
   if (area == 0.0f || !std::isfinite(area)) return;
-  const int minX = std::max(0, int(std::floor(std::min({x0, x1, x2}))));
-  const int maxX = std::min(w - 1, int(std::ceil(std::max({x0, x1, x2}))));
-  const int minY = std::max(0, int(std::floor(std::min({y0, y1, y2}))));
-  const int maxY = std::min(h - 1, int(std::ceil(std::max({y0, y1, y2}))));
+  // Clamped in float first, so far-off corners never overflow the conversion to int.
+  const auto lowPixel = [](float v, int size) {
+    return int(std::floor(std::clamp(v, 0.0f, float(size - 1))));
+  };
+  const auto highPixel = [](float v, int size) {
+    return int(std::ceil(std::clamp(v, 0.0f, float(size - 1))));
+  };
+  const int minX = lowPixel(std::min({x0, x1, x2}), w), maxX = highPixel(std::max({x0, x1, x2}), w);
+  const int minY = lowPixel(std::min({y0, y1, y2}), h), maxY = highPixel(std::max({y0, y1, y2}), h);
   const float inv = 1.0f / area;
   for (int j = minY; j <= maxY; ++j) {
     const float py = float(j) + 0.5f;
@@ -57,6 +62,7 @@ void fillTriangle(const WindowPoint* p[3], const std::uint8_t colour[3], Image& 
 }
 
 void drawLine(float x0, float y0, float x1, float y1, Image& image) {
+  if (!std::isfinite(x0) || !std::isfinite(y0) || !std::isfinite(x1) || !std::isfinite(y1)) return;
   const int steps = int(std::ceil(std::max(std::abs(x1 - x0), std::abs(y1 - y0)))) + 1;
   if (steps > 1 << 16) return;  // a segment reaching far outside the picture
   for (int s = 0; s <= steps; ++s) {
