@@ -50,18 +50,19 @@ void runTopo(const std::string& file, int collapse, const std::string& out,
               mesh.numEdges(), mesh.numFaces());
 
   progress.step("restoring the saved states");
-  mesh.setState(states.front());
-  requireInvariants(mesh, file, "after restoring the original");
-  if (!(takeSnapshot(mesh) == original))
-    throw Failure(file, "setState did not bring the original mesh back exactly");
-  std::printf("  setState(original):  %d vertices, %d faces, identical to the start\n",
-              mesh.numVertices(), mesh.numFaces());
-  mesh.setState(states.back());
-  requireInvariants(mesh, file, "after going forward again");
-  if (!(takeSnapshot(mesh) == simplified))
-    throw Failure(file, "setState did not bring the simplified mesh back exactly");
-  std::printf("  setState(last):      %d vertices, %d faces, identical to the simplified mesh\n",
-              mesh.numVertices(), mesh.numFaces());
+  // Back to the start, then forward to the end again: each time the records, their order, links
+  // and points must be exactly those saved.
+  const auto restore = [&](const kr::Reference<krGeom::TopoMeshState>& state,
+                           const TopoSnapshot& expected, const char* label, const char* what) {
+    mesh.setState(state);
+    requireInvariants(mesh, file, (std::string("after restoring the ") + what).c_str());
+    if (!(takeSnapshot(mesh) == expected))
+      throw Failure(file, std::string("setState did not bring the ") + what + " back exactly");
+    std::printf("  %-20s %d vertices, %d faces, identical to the %s\n", label, mesh.numVertices(),
+                mesh.numFaces(), what);
+  };
+  restore(states.front(), original, "setState(original):", "original mesh");
+  restore(states.back(), simplified, "setState(last):", "simplified mesh");
 
   if (!out.empty()) {
     writeMesh(*toCompactMesh(mesh), out, 1.0, progress);
