@@ -64,6 +64,9 @@ TEST(KrgeomRoundTrip, ObjAndPlyThroughPacketFilesKeepEveryVertexAndTriangle) {
     expectSameMesh(*mesh, *load(dir / "mid.krp"));
     expectSameMesh(*mesh, *load(dir / output));
   }
+  // STL stores corners: they join into the torus's vertices again.
+  ASSERT_EQ(runTool({"convert", "torus.obj", "torus.stl"}, dir.path()).status, 0);
+  EXPECT_EQ(load(dir / "torus.stl")->getNumVertices(), int(torus.points.size()));
   // --scale multiplies positions on the way out.
   ASSERT_EQ(runTool({"convert", "grid.ply", "big.ply", "--scale", "2"}, dir.path()).status, 0);
   EXPECT_FLOAT_EQ(load(dir / "big.ply")->getVertices()[grid.points.size() - 1].x, 2.0f);

@@ -194,9 +194,15 @@ const aiScene* importScene(Assimp::Importer& importer, const std::string& path) 
   // later steps.
   importer.SetPropertyInteger(AI_CONFIG_PP_SBP_REMOVE,
                               aiPrimitiveType_POINT | aiPrimitiveType_LINE);
-  return importer.ReadFile(path, aiProcess_ValidateDataStructure | aiProcess_Triangulate |
-                                     aiProcess_JoinIdenticalVertices | aiProcess_SortByPType |
-                                     aiProcess_PreTransformVertices);
+  unsigned steps = aiProcess_ValidateDataStructure | aiProcess_Triangulate |
+                   aiProcess_JoinIdenticalVertices | aiProcess_SortByPType |
+                   aiProcess_PreTransformVertices;
+  // STL gives every corner its facet's normal; without them the corners join into vertices.
+  if (extensionOf(path) == "stl") {
+    importer.SetPropertyInteger(AI_CONFIG_PP_RVC_FLAGS, aiComponent_NORMALS);
+    steps |= aiProcess_RemoveComponent;
+  }
+  return importer.ReadFile(path, steps);
 }
 
 std::string extensionOf(const std::string& path) {

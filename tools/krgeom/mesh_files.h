@@ -1,9 +1,10 @@
 // Reading and writing mesh files: packet files (.krp) through the library's packet reader and
 // writer, every other format through assimp (OBJ, PLY, STL, OFF, glTF and the rest it knows).
 //
-// Imports are triangulated, identical vertices are joined (OBJ stores corners, not vertices),
-// node transforms are applied and points and lines are dropped; all meshes of a scene become one
-// CompactMesh, with normals, UVs and colours kept when every mesh of the scene has them.
+// Imports are triangulated, identical vertices are joined (OBJ and STL store corners, not
+// vertices; STL's facet normals are dropped so that corners at one point join), node transforms
+// are applied and points and lines are dropped; all meshes of a scene become one CompactMesh,
+// with normals, UVs and colours kept when every mesh of the scene has them.
 // Exports write one mesh: OBJ without a material file, binary PLY and STL, glTF 2.
 #pragma once
 
