@@ -15,6 +15,18 @@
 
 namespace krGeom::topo {
 
+// ---- Room for an edit ----
+
+// Takes from the pools and the log, before an edit's first change, everything the edit may need:
+// at most `newRecords` new records of each kind and at most `touched` records reported to the
+// log (new, changed and deleted ones together; each changed one may need a saved copy from its
+// pool). An edit that has prepared cannot be stopped half-way by std::bad_alloc, so every edit
+// either completes or, when this throws, leaves the mesh and its log as they were.
+void prepare(TopoMeshImpl& m, std::size_t newRecords, std::size_t touched);
+// Sizes for the bounds given to prepare: v's outgoing half-edges, the half-edges of f's loop.
+std::size_t fanSize(TopoMeshVertexData* v);
+std::size_t loopSize(const TopoMeshFaceData* f);
+
 // ---- Records ----
 
 // A new isolated vertex at p, appended to the vertex list. Metadata is left as the pool has it.

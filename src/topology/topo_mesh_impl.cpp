@@ -72,6 +72,28 @@ TopoMeshImpl::~TopoMeshImpl() {
 
 namespace topo {
 
+void prepare(TopoMeshImpl& m, std::size_t newRecords, std::size_t touched) {
+  const std::size_t records = m.hasLog() ? newRecords + touched : newRecords;
+  m.vertexPool->reserve(records);
+  m.edgePool->reserve(records);
+  m.facePool->reserve(records);
+  if (m.hasLog()) m.log()->reserve(newRecords + touched);
+}
+
+std::size_t fanSize(TopoMeshVertexData* v) {
+  return static_cast<std::size_t>(TopoMeshVertex(v).valence());
+}
+
+std::size_t loopSize(const TopoMeshFaceData* f) {
+  std::size_t n = 0;
+  const TopoMeshEdgeData* h = f->firstEdge;
+  if (h) do {
+      ++n;
+      h = h->next;
+    } while (h != f->firstEdge);
+  return n;
+}
+
 TopoMeshVertexData* newVertex(TopoMeshImpl& m, const krLinear::Point& p) {
   auto* v = static_cast<TopoMeshVertexData*>(m.vertexPool->alloc());
   m.record(v, eVertexRecord, eCreated);

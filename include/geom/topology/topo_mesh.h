@@ -17,6 +17,13 @@
 // refuse say so through their result. With transactions enabled every change is logged so that
 // saved states (createState, setState) can be restored, and deleted records stay allocated while
 // a saved state can bring them back. A mesh and its handles are used from one thread at a time.
+//
+// Running out of memory: every operation that allocates may throw std::bad_alloc, and each gives
+// the strong guarantee. An edit, createState and setState leave the mesh, its pending changes and
+// its saved states exactly as they were; a copy or assignment leaves its target (and the source)
+// untouched, though copy() may have added entries to the maps. Dropping the last reference to a
+// state never throws: when memory is short for merging change sets, the state just stays in the
+// tree until a later pruning passes it or the mesh goes.
 #pragma once
 
 #include <geom/export.h>
