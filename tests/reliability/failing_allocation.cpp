@@ -87,6 +87,14 @@ long FailAt::count() const noexcept {
   return counted;
 }
 
+Paused::Paused() noexcept : wasArmed_(armed) {
+  armed = false;
+}
+
+Paused::~Paused() {
+  armed = wasArmed_;
+}
+
 }  // namespace failalloc
 
 using failalloc::allocate;

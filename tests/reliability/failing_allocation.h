@@ -35,4 +35,16 @@ class FailAt {
   long count() const noexcept;
 };
 
+// Suspends counting and failing for its lifetime, for test code inside an armed region.
+class Paused {
+ public:
+  Paused() noexcept;
+  ~Paused();
+  Paused(const Paused&) = delete;
+  Paused& operator=(const Paused&) = delete;
+
+ private:
+  bool wasArmed_;
+};
+
 }  // namespace failalloc

@@ -5,6 +5,7 @@
 #include "allocation_sweep.h"
 #include "topo_fixtures.h"
 #include "topo_mesh_dump.h"
+#include "topo_random_edits.h"
 
 #include <gtest/gtest.h>
 
@@ -258,6 +259,39 @@ TEST(TopoMeshAllocationTest, SavedStatesAreMadeRestoredAndDroppedAllOrNothing) {
     EXPECT_FALSE(o.threw);
     EXPECT_MESH_VALID(t.mesh);
     t.expectRestorable();
+    return o;
+  });
+}
+
+// A session of random edits of every kind with states made and restored, failing each of its
+// allocations in turn: the failure may fall anywhere inside an edit, where the log and the pools
+// grow at their own pace. The session stops at the failure, and the mesh must still be valid,
+// lose no pool record, and restore every saved state exactly.
+TEST(TopoMeshAllocationTest, RandomSessionsSurviveAFailureAnywhere) {
+  sweep("TopoMesh random session (60 edits, states)", [](long n) {
+    RandomEdits edits(20240611u);
+    buildTorus(edits.mesh, 5, 6);
+    edits.mesh.enableTransactions();
+    std::vector<std::pair<StateRef, topodump::MeshDump>> saved;
+    saved.push_back({edits.mesh.createState(), topodump::dump(edits.mesh)});
+    const Outcome o = runFailing(n, [&] {
+      for (int step = 0; step < 60; ++step) {
+        edits.step(static_cast<int>(edits.rng() % RandomEdits::kAllKinds));
+        if (step % 8 == 7) {
+          StateRef s = edits.mesh.createState();
+          failalloc::Paused paused;
+          saved.push_back({s, topodump::dump(edits.mesh)});
+        }
+        if (step % 20 == 19) edits.mesh.setState(saved[saved.size() / 2].first);
+      }
+    });
+    EXPECT_MESH_VALID(edits.mesh);
+    EXPECT_EQ(topodump::unaccounted(edits.mesh), 0);
+    for (const auto& [state, dump] : saved) {
+      edits.mesh.setState(state);
+      EXPECT_EQ(topodump::difference(topodump::dump(edits.mesh), dump), "");
+    }
+    saved.clear();
     return o;
   });
 }
