@@ -53,7 +53,7 @@ inline int reportCount() {
 
 // Sweeps `attempt` (long n -> Outcome) over every allocation point; returns how many there were.
 template <class Attempt>
-long sweep(const std::string& name, Attempt&& attempt) {
+long sweep(const std::string& name, Attempt&& attempt, bool print = true) {
   SCOPED_TRACE(name);
   attempt(0L);  // first use of lazily made statics, outside the leak accounting
   for (long n = 1;; ++n) {
@@ -66,7 +66,7 @@ long sweep(const std::string& name, Attempt&& attempt) {
       EXPECT_EQ(liveHeapBlocks(), before) << "heap blocks leaked";
     }
     if (!o.fired) {
-      std::printf("%-64s %5ld allocation points\n", name.c_str(), n - 1);
+      if (print) std::printf("%-64s %5ld allocation points\n", name.c_str(), n - 1);
       return n - 1;
     }
     if (testing::Test::HasFailure() || n >= 20000) return n;  // one report per fault is enough
