@@ -191,6 +191,7 @@ TEST(TopoMeshAllocationTest, EveryEditIsAllOrNothing) {
                                (logged ? " (log on, each fill level)" : " (log off)");
       long points = 0;
       for (int pending = 0; pending <= (logged ? kMaxPending : 0); ++pending) {
+        SCOPED_TRACE(testing::Message() << pending << " records pending");
         points += sweep(
             name,
             [&](long n) {
