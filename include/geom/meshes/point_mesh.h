@@ -196,7 +196,8 @@ class KRGEOM_EXPORT PointMesh : public Entity {
 
   // Consumes an edit notice: keeps each attribute that m declares valid (invalidating its range
   // when m declares it modified); records every other attribute in m as modified and destroys
-  // it. Then sends m to the observers.
+  // it. Then sends m to the observers; the mesh is not touched after the delivery, so an observer
+  // may edit it again or destroy it (see entity.h).
   virtual void modified(MeshModification& m);
   // 136 + the selection's size + every attribute's getSizeInBytes(), in 32-bit arithmetic.
   virtual int getSizeInBytes() const;

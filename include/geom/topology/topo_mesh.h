@@ -181,7 +181,8 @@ class KRGEOM_EXPORT TopoMesh : public Entity {
   // Brings the mesh to a saved state of this mesh. Edits made since the last createState are
   // discarded first. Precondition: transactions are enabled.
   void setState(kr::Reference<TopoMeshState> state);
-  // Sends the notice to the modification signal's observers.
+  // Sends the notice to the modification signal's observers. The mesh is not touched after the
+  // delivery, so an observer may edit it again or destroy it (see entity.h).
   void modified(TopoMeshModification& m);
 
   // ---- Packets ----
