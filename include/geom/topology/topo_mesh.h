@@ -195,7 +195,8 @@ class KRGEOM_EXPORT TopoMesh : public Entity {
   // fails the read, and such a mesh is destroyed, never handed out. Blind data and saved states are
   // not stored; a mesh read back has no log, and its records' metadata is unspecified.
   static void registerTypes(ioPacketRegistry& registry);
-  // Writes the mesh packet, then one packet per vertex, half-edge and face in list order.
+  // Writes the mesh packet, then one packet per vertex, half-edge and face in list order. May
+  // throw std::bad_alloc from the write context; the stream is then incomplete, the mesh as it was.
   void writePF(ioWriteContext& out) const;
 
   // ---- Checking ----
