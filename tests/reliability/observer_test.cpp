@@ -11,6 +11,7 @@
 
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -155,10 +156,10 @@ TEST(ObserverTest, AnObserverThatDestroysTheEntityEndsTheDelivery) {
 
 TEST(ObserverTest, AnObserverThatEditsAgainSendsANestedNoticeThatEveryoneHearsFirst) {
   forEachSubject([](Subject& s) {
-    std::vector<std::string> heard;
+    std::vector<std::pair<char, int>> heard;  // observer, nesting depth
     int depth = 0;
     s.entity()->modifiedSignal.connect([&](EntityModification&) {
-      heard.push_back("a" + std::to_string(depth));
+      heard.emplace_back('a', depth);
       if (depth++ == 0) {  // the nested notice comes back here too: edit only once
         s.edit();
         s.notify();
@@ -166,10 +167,10 @@ TEST(ObserverTest, AnObserverThatEditsAgainSendsANestedNoticeThatEveryoneHearsFi
       --depth;
     });
     s.entity()->modifiedSignal.connect(
-        [&](EntityModification&) { heard.push_back("b" + std::to_string(depth)); });
+        [&](EntityModification&) { heard.emplace_back('b', depth); });
     s.edit();
     s.notify();
-    EXPECT_EQ(heard, (std::vector<std::string>{"a0", "a1", "b1", "b0"}));
+    EXPECT_EQ(heard, (std::vector<std::pair<char, int>>{{'a', 0}, {'a', 1}, {'b', 1}, {'b', 0}}));
     EXPECT_TRUE(s.consistent());
   });
 }
