@@ -148,10 +148,11 @@ TEST(TopoMeshSoakTest, LongSessionsKeepEveryInvariant) {
 
 int main(int argc, char** argv) {
   ::testing::InitGoogleTest(&argc, argv);  // takes out the gtest options
-  for (int i = 1; i + 1 < argc; i += 2) {
-    if (std::strcmp(argv[i], "--steps") == 0) {
+  for (int i = 1; i < argc; i += 2) {
+    const bool hasValue = i + 1 < argc;
+    if (hasValue && std::strcmp(argv[i], "--steps") == 0) {
       stepsPerSession = std::atol(argv[i + 1]);
-    } else if (std::strcmp(argv[i], "--rng-seed") == 0) {
+    } else if (hasValue && std::strcmp(argv[i], "--rng-seed") == 0) {
       chosenStart = static_cast<std::uint32_t>(std::strtoul(argv[i + 1], nullptr, 0));
     } else {
       std::fprintf(stderr, "usage: %s [--steps N] [--rng-seed V] [gtest options]\n", argv[0]);
