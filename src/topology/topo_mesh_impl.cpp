@@ -72,12 +72,15 @@ TopoMeshImpl::~TopoMeshImpl() {
 
 namespace topo {
 
-void prepare(TopoMeshImpl& m, std::size_t newRecords, std::size_t touched) {
-  const std::size_t records = m.hasLog() ? newRecords + touched : newRecords;
+void reservePools(TopoMeshImpl& m, std::size_t records) {
   m.vertexPool->reserve(records);
   m.edgePool->reserve(records);
   m.facePool->reserve(records);
-  if (m.hasLog()) m.log()->reserve(newRecords + touched);
+}
+
+void prepareLogged(TopoMeshImpl& m, std::size_t newRecords, std::size_t touched) {
+  reservePools(m, newRecords + touched);  // saved copies come from the pools too
+  m.log()->reserve(newRecords + touched);
 }
 
 std::size_t fanSize(TopoMeshVertexData* v) {
