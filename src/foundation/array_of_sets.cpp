@@ -223,6 +223,18 @@ int ArrayOfSets::computeMaxSetSize() const {
 // Large inputs whose sets come in scattered order are sorted by bands instead (see above).
 
 void ArrayOfSets::assignFromPairs(int numSets, int numPairs, const int* pairs) {
+  // A failure part-way would leave offsets and members that do not fit each other: the
+  // table is emptied instead (basic guarantee).
+  try {
+    fillFromPairs(numSets, numPairs, pairs);
+  } catch (...) {
+    offsets_.resize(0);
+    sets_.resize(0);
+    throw;
+  }
+}
+
+void ArrayOfSets::fillFromPairs(int numSets, int numPairs, const int* pairs) {
   offsets_.resize(numSets);
   sets_.resize(numPairs);
   int* offsets = offsets_.data();
@@ -272,9 +284,21 @@ void ArrayOfSets::assignFromPairs(int numSets, int numPairs, const int* pairs) {
 }
 
 void ArrayOfSets::assignInverse(int numSets, const ArrayOfSets& other) {
+  // A failure part-way would leave offsets and members that do not fit each other: the
+  // table is emptied instead (basic guarantee).
+  try {
+    fillInverse(numSets, other);
+  } catch (...) {
+    offsets_.resize(0);
+    sets_.resize(0);
+    throw;
+  }
+}
+
+void ArrayOfSets::fillInverse(int numSets, const ArrayOfSets& other) {
   if (&other == this) {
     const ArrayOfSets source(other);
-    assignInverse(numSets, source);
+    fillInverse(numSets, source);
     return;
   }
   offsets_.resize(numSets);

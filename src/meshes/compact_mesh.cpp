@@ -48,6 +48,29 @@ CompactMesh::~CompactMesh() = default;
 
 CompactMesh& CompactMesh::operator=(const CompactMesh& other) {
   if (this == &other) return *this;
+  try {
+    assignArrays(other);
+  } catch (...) {
+    // Half-copied arrays would not fit each other: leave an empty mesh instead.
+    resizeVertexArray(0);
+    deleteTriangles();
+    deleteLines();
+    triStrips_.clear();
+    triFans_.clear();
+    lineStrips_.clear();
+    polys_.clear();
+    clearSelection();
+    throw;
+  }
+  renderInfo_ = other.renderInfo_;
+  drawFlags_ = other.drawFlags_;
+  flatShaded_ = other.flatShaded_;
+  flatShadedSet_ = other.flatShadedSet_;
+  triNormalsComputed_ = other.triNormalsComputed_;
+  return *this;
+}
+
+void CompactMesh::assignArrays(const CompactMesh& other) {
   PointMesh::operator=(other);
   triangles_ = other.triangles_;
   lines_ = other.lines_;
@@ -56,13 +79,7 @@ CompactMesh& CompactMesh::operator=(const CompactMesh& other) {
   triFans_ = other.triFans_;
   lineStrips_ = other.lineStrips_;
   polys_ = other.polys_;
-  renderInfo_ = other.renderInfo_;
-  drawFlags_ = other.drawFlags_;
-  flatShaded_ = other.flatShaded_;
-  flatShadedSet_ = other.flatShadedSet_;
-  triNormalsComputed_ = other.triNormalsComputed_;
   selectedTriangles_ = other.selectedTriangles_;
-  return *this;
 }
 
 void CompactMesh::swap(CompactMesh& other) {
@@ -127,8 +144,23 @@ void CompactMesh::resizeTriangleArray(int n) {
     deleteTriangles();
     return;
   }
+  const int old = triangles_.size();
   triangles_.resize(n);
-  if (!triangleNormals_.empty()) triangleNormals_.resize(n);
+  if (triangleNormals_.empty()) return;
+  try {
+    triangleNormals_.resize(n);
+  } catch (...) {
+    // Undo a growth (shrinking a heap array needs no memory). A shrink an allocator has already
+    // made cannot be undone, and an allocator may fail to shrink: then the triangles go.
+    bool undone = n > old;
+    try {
+      if (undone) triangles_.resize(old);
+    } catch (...) {
+      undone = false;
+    }
+    if (!undone) deleteTriangles();
+    throw;
+  }
 }
 
 void CompactMesh::resizeLineArray(int n) {

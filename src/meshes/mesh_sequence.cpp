@@ -48,9 +48,33 @@ void MeshSequenceBase<T>::setArrayAllocator(const kr::Reference<ArrayAllocator>&
 template <class T>
 void MeshSequenceBase<T>::resize(int numPoints, int numSequences) {
   if (numPoints == points_.size() && numSequences == lengths_.size()) return;
-  points_.resize(numPoints);
-  lengths_.resize(numSequences);
   clearCaches();
+  // A growing array goes first, and a heap array shrinks without allocating, so a failure has at
+  // most one grown array to undo; both arrays then hold what they held before. With an
+  // allocator a shrink may fail, or may have dropped a tail already: the list is emptied then.
+  const int oldPoints = points_.size(), oldLengths = lengths_.size();
+  const bool pointsFirst = numPoints > oldPoints;
+  const bool firstGrows = pointsFirst || numSequences > oldLengths;
+  if (pointsFirst)
+    points_.resize(numPoints);
+  else
+    lengths_.resize(numSequences);
+  try {
+    if (pointsFirst)
+      lengths_.resize(numSequences);
+    else
+      points_.resize(numPoints);
+  } catch (...) {
+    bool undone = firstGrows;
+    try {
+      if (undone && pointsFirst) points_.resize(oldPoints);
+      if (undone && !pointsFirst) lengths_.resize(oldLengths);
+    } catch (...) {
+      undone = false;
+    }
+    if (!undone) clear();
+    throw;
+  }
 }
 
 template <class T>

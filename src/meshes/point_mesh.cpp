@@ -58,14 +58,17 @@ PointMesh::~PointMesh() = default;
 
 PointMesh& PointMesh::operator=(const PointMesh& other) {
   if (this == &other) return *this;
-  destroyAttributes();
-  numVertices_ = other.numVertices_;
-  attributes_.reserve(other.attributes_.size());
+  // Everything is copied aside first, so that a failure leaves this mesh as it was.
+  std::vector<AttributePtr> copies;
+  copies.reserve(other.attributes_.size());
   for (const AttributePtr& source : other.attributes_) {
-    attributes_.emplace_back(new MeshAttributes(*source));
+    copies.emplace_back(new MeshAttributes(*source));  // reserved: the push cannot throw
   }
+  BitVector selection(other.selectedVertices_);
+  attributes_.swap(copies);
+  numVertices_ = other.numVertices_;
   refreshStandardPointers();
-  selectedVertices_ = other.selectedVertices_;
+  selectedVertices_.swap(selection);
   return *this;
 }
 
@@ -102,15 +105,41 @@ void PointMesh::resizeVertexArray(int n) {
     destroyAttributes();
     return;
   }
-  if (numVertices_ != 0) {
-    numVertices_ = n;
-    for (AttributePtr& attribute : attributes_) {
-      attribute->resize(attribute->getDimension() * n);
+  const int old = numVertices_;
+  if (old == 0) {
+    numVertices_ = n;  // the size appendAttribute gives
+    try {
+      appendAttribute(verticesAttributeName(), 3);
+    } catch (...) {
+      numVertices_ = old;
+      throw;
     }
     return;
   }
+  std::size_t done = 0;
+  try {
+    for (; done < attributes_.size(); ++done) {
+      attributes_[done]->resize(attributes_[done]->getDimension() * n);
+    }
+  } catch (...) {
+    // Undo a growth: the grown attributes shrink back, which needs no memory on the heap. A
+    // shrink cannot be undone when an allocator has already dropped the tails, and an allocator
+    // may fail to shrink: then the mesh is emptied rather than left with mixed sizes.
+    bool undone = n > old;
+    try {
+      for (std::size_t k = 0; undone && k < done; ++k) {
+        attributes_[k]->resize(attributes_[k]->getDimension() * old);
+      }
+    } catch (...) {
+      undone = false;
+    }
+    if (!undone) {
+      numVertices_ = 0;
+      destroyAttributes();
+    }
+    throw;
+  }
   numVertices_ = n;
-  appendAttribute(verticesAttributeName(), 3);
 }
 
 MeshVertex* PointMesh::getVertices() {
@@ -321,7 +350,8 @@ int PointMesh::getSizeInBytes() const {
 // --- Private helpers ---
 
 MeshAttributes* PointMesh::appendAttribute(const krString::CString& name, int dimension) {
-  attributes_.emplace_back(new MeshAttributes(name, dimension, numVertices_, allocator_));
+  AttributePtr attribute(new MeshAttributes(name, dimension, numVertices_, allocator_));
+  attributes_.push_back(std::move(attribute));  // on failure `attribute` still owns it
   refreshStandardPointers();
   return attributes_.back().get();
 }

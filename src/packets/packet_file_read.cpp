@@ -211,11 +211,10 @@ void ReadInterface::readMesh() {
   owed_ += bytes;
 
   finishMesh();
-  CompactMesh* mesh = new CompactMesh();
-  built_.emplace_back(mesh);
-  lastMesh_ = mesh;
-  sums_ = SequenceSums();
-  filled_ = Filled();
+  // Sized whole before it becomes the latest mesh: running out of memory part-way then leaves
+  // neither a leak nor a half-sized mesh behind.
+  const kr::Reference<CompactMesh> made(new CompactMesh());
+  CompactMesh* mesh = made.get();
   mesh->resizeVertexArray(numVertices);
   if (numTriangles != 0) {
     mesh->resizeTriangleArray(numTriangles);
@@ -259,6 +258,10 @@ void ReadInterface::readMesh() {
       zeroFill(seqs[k]->getLengths(), seqs[k]->getNumSequences());
     }
   }
+  built_.push_back(made);
+  lastMesh_ = mesh;
+  sums_ = SequenceSums();
+  filled_ = Filled();
   if (renderInfo) mesh->setRenderInfo(renderInfo);
   mesh->setDrawFlags(drawFlags);
   mesh->setFlatShaded(flat);

@@ -81,8 +81,9 @@ class TopoMeshMeshType : public TopoMeshPacketType {
 };
 
 void readMeshPacket(ioReadContext& in, ReadState& state) {
-  auto* mesh = new TopoMesh();
-  state.meshes.insert(mesh);
+  auto made = std::make_unique<TopoMesh>();
+  state.meshes.insert(made.get());
+  TopoMesh* mesh = made.release();
   in.defineReference(mesh);  // from here the reader owns it, also if this packet fails
   TopoMeshLists& l = mesh->getImpl()->lists;
   readLink(in, l.firstVertex, kVertex);

@@ -36,6 +36,7 @@ TopoMeshVertex TopoMesh::contractEdge(TopoMeshEdge edge) {
   TopoMeshEdgeData* e = edge.data();
   TopoMeshVertexData* u = e->vertex;
   TopoMeshVertexData* w = e->next->vertex;
+  topo::prepare(m, 0, [&] { return 8 * topo::loopSize(e->face) + 4 * topo::fanSize(u) + 32; });
   TopoMeshEdgeData* pt = e->prev->twin;
   TopoMeshEdgeData* nt = e->next->twin;
 
@@ -74,6 +75,10 @@ TopoMeshVertex TopoMesh::collapseEdge(TopoMeshEdge edge) {
   TopoMeshEdgeData* nt = n->twin;
   TopoMeshEdgeData* tpt = tp->twin;
   TopoMeshEdgeData* tnt = tn->twin;
+  topo::prepare(m, 0, [&] {
+    return 8 * (topo::loopSize(f1) + topo::loopSize(f2)) +
+           4 * (topo::fanSize(u) + topo::fanSize(w) + topo::fanSize(c) + topo::fanSize(d)) + 64;
+  });
 
   // u's outgoing half-edges that survive the two deletions, in fan order.
   topo::EdgeList kept;

@@ -64,12 +64,14 @@ void deleteFace(TopoMeshImpl& m, TopoMeshFaceData* f) {
 }  // namespace topo
 
 TopoMeshVertex TopoMesh::allocVertex(const krLinear::Point& p) {
+  topo::prepare(*impl_, 1, [&] { return 4; });
   return topo::newVertex(*impl_, p);
 }
 
 TopoMeshFace TopoMesh::allocTriangle(TopoMeshVertex a, TopoMeshVertex b, TopoMeshVertex c) {
   const TopoMeshVertex vertices[3] = {a, b, c};
   TopoMeshEdgeData* edges[3];
+  topo::prepare(*impl_, 4, [&] { return 26; });
   return topo::allocLoop(*impl_, vertices, 3, edges);
 }
 
@@ -77,15 +79,18 @@ TopoMeshFace TopoMesh::allocQuad(TopoMeshVertex a, TopoMeshVertex b, TopoMeshVer
                                  TopoMeshVertex d) {
   const TopoMeshVertex vertices[4] = {a, b, c, d};
   TopoMeshEdgeData* edges[4];
+  topo::prepare(*impl_, 5, [&] { return 32; });
   return topo::allocLoop(*impl_, vertices, 4, edges);
 }
 
 TopoMeshFace TopoMesh::allocFace(const kr::vector<TopoMeshVertex>& vertices) {
   std::vector<TopoMeshEdgeData*> edges(vertices.size());
+  topo::prepare(*impl_, vertices.size() + 1, [&] { return 6 * vertices.size() + 8; });
   return topo::allocLoop(*impl_, vertices.data(), vertices.size(), edges.data());
 }
 
 void TopoMesh::deleteFace(TopoMeshFace f) {
+  topo::prepare(*impl_, 0, [&] { return 8 * topo::loopSize(f.data()) + 8; });
   topo::deleteFace(*impl_, f.data());
 }
 
@@ -94,6 +99,7 @@ bool TopoMesh::deleteEdge(TopoMeshEdge edge) {
   TopoMeshEdgeData* e = edge.data();
   TopoMeshEdgeData* t = e->twin;
   if (!t) return false;
+  topo::prepare(m, 0, [&] { return 8 * (topo::loopSize(e->face) + topo::loopSize(t->face)) + 32; });
 
   // g's loop joins e's face.
   TopoMeshFaceData* face = e->face;
@@ -140,6 +146,12 @@ TopoMeshFace TopoMesh::deleteVertex(TopoMeshVertex vertex) {
   // Other valences would leave half-edges starting at the released vertex.
   assert((k <= 1 || k == 3) && "deleteVertex needs a vertex of valence 0, 1 or 3");
 
+  topo::prepare(m, 4, [&] {
+    std::size_t loops = 0;
+    for (TopoMeshEdgeVertexIterator it(v); it.valid(); it.next())
+      loops += topo::loopSize(it.edge().data()->face);
+    return 8 * loops + 64;
+  });
   TopoMeshFaceData* result = nullptr;
   if (k == 1) {
     topo::deleteFace(m, v->firstEdge->face);
@@ -179,6 +191,7 @@ void TopoMesh::deleteValenceTwoVertex(TopoMeshVertex vertex) {
   TopoMeshEdgeData* tn = t ? t->next : nullptr;
   // Either face would shrink to two sides.
   if (n->next == p || (t && tn->next == tp)) return;
+  topo::prepare(m, 0, [&] { return 32; });
 
   m.recordChange(p);
   m.recordChange(n);

@@ -15,6 +15,29 @@
 
 namespace krGeom::topo {
 
+// ---- Room for an edit ----
+
+// The two halves of prepare below.
+void reservePools(TopoMeshImpl& m, std::size_t records);
+void prepareLogged(TopoMeshImpl& m, std::size_t newRecords, std::size_t touched);
+
+// Takes from the pools and the log, before an edit's first change, everything the edit may need:
+// at most `newRecords` new records of each kind and at most touched() records reported to the
+// log (new, changed and deleted ones together; each changed one may need a saved copy from its
+// pool). An edit that has prepared cannot be stopped half-way by std::bad_alloc, so every edit
+// either completes or, when this throws, leaves the mesh and its log as they were. The bound
+// touched() walks loops and fans, so it is only asked for when the mesh has a log.
+template <class Touched>
+inline void prepare(TopoMeshImpl& m, std::size_t newRecords, Touched&& touched) {
+  if (m.hasLog()) [[unlikely]]
+    prepareLogged(m, newRecords, static_cast<std::size_t>(touched()));
+  else if (newRecords != 0)
+    reservePools(m, newRecords);
+}
+// Sizes for the bounds given to prepare: v's outgoing half-edges, the half-edges of f's loop.
+std::size_t fanSize(TopoMeshVertexData* v);
+std::size_t loopSize(const TopoMeshFaceData* f);
+
 // ---- Records ----
 
 // A new isolated vertex at p, appended to the vertex list. Metadata is left as the pool has it.

@@ -72,6 +72,31 @@ TopoMeshImpl::~TopoMeshImpl() {
 
 namespace topo {
 
+void reservePools(TopoMeshImpl& m, std::size_t records) {
+  m.vertexPool->reserve(records);
+  m.edgePool->reserve(records);
+  m.facePool->reserve(records);
+}
+
+void prepareLogged(TopoMeshImpl& m, std::size_t newRecords, std::size_t touched) {
+  reservePools(m, newRecords + touched);  // saved copies come from the pools too
+  m.log()->reserve(newRecords + touched);
+}
+
+std::size_t fanSize(TopoMeshVertexData* v) {
+  return static_cast<std::size_t>(TopoMeshVertex(v).valence());
+}
+
+std::size_t loopSize(const TopoMeshFaceData* f) {
+  std::size_t n = 0;
+  const TopoMeshEdgeData* h = f->firstEdge;
+  if (h) do {
+      ++n;
+      h = h->next;
+    } while (h != f->firstEdge);
+  return n;
+}
+
 TopoMeshVertexData* newVertex(TopoMeshImpl& m, const krLinear::Point& p) {
   auto* v = static_cast<TopoMeshVertexData*>(m.vertexPool->alloc());
   m.record(v, eVertexRecord, eCreated);

@@ -6,6 +6,7 @@
 #include <cassert>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <utility>
 
 namespace krGeom {
@@ -51,16 +52,22 @@ TopoMeshLog::TopoMeshLog(krOS::FSAllocator& vertexPool, krOS::FSAllocator& edgeP
 
 TopoMeshLog::~TopoMeshLog() {
   // Records and copies go with the mesh's pools; here only the states are freed or detached.
-  std::vector<TopoMeshStateImpl*> stack{root_};
-  while (!stack.empty()) {
-    TopoMeshStateImpl* s = stack.back();
-    stack.pop_back();
-    stack.insert(stack.end(), s->children.begin(), s->children.end());
+  // Depth first through the children vectors, without allocating: a destructor must not throw.
+  TopoMeshStateImpl* s = root_;
+  while (s) {
+    if (!s->children.empty()) {
+      TopoMeshStateImpl* child = s->children.back();
+      s->children.pop_back();
+      s = child;
+      continue;
+    }
+    TopoMeshStateImpl* parent = s->parent;
     s->children = {};
     s->changes = {};
     s->parent = nullptr;
     s->log = nullptr;
     if (s->refs() == 0) delete s;
+    s = parent;
   }
 }
 
@@ -81,6 +88,15 @@ void TopoMeshLog::freeDeadRecords() noexcept {
 }
 
 // ---- Recording ----------------------------------------------------------------------------------
+
+void TopoMeshLog::reserve(std::size_t n) {
+  auto& entries = pending_.entries;
+  const std::size_t needed = entries.size() + n;
+  if (entries.capacity() < needed) entries.reserve(std::max(needed, 2 * entries.size() + 64));
+  pending_.index.reserve(needed);
+  if (dead_.capacity() < dead_.size() + n)
+    dead_.reserve(std::max(dead_.size() + n, 2 * dead_.size() + 16));
+}
 
 void TopoMeshLog::record(void* rec, TopoMeshRecordKind kind, TopoMeshRecordStatus status) {
 #if defined(__GNUC__)
@@ -182,13 +198,15 @@ void TopoMeshLog::apply(const TopoMeshChangeSet& changes) noexcept {
 void TopoMeshLog::setState(TopoMeshState* state) {
   auto* target = static_cast<TopoMeshStateImpl*>(state);
   assert(target && target->log == this && "setState with a state of another mesh");
-  discardPending();
-
   auto depth = [](const TopoMeshStateImpl* s) {
     int d = 0;
     for (; s->parent; s = s->parent) ++d;
     return d;
   };
+  // The only allocation, made before anything changes: on failure the mesh is as it was.
+  path_.reserve(static_cast<std::size_t>(depth(target)));
+  discardPending();
+
   // Climb from the current state to the nearest common ancestor, undoing each change set on
   // the way; note the way down to the target and redo it afterwards, since a record may lie in
   // change sets on both sides.
@@ -196,7 +214,6 @@ void TopoMeshLog::setState(TopoMeshState* state) {
   TopoMeshStateImpl* down = target;
   int upDepth = depth(up), downDepth = depth(down);
   path_.clear();
-  path_.reserve(static_cast<std::size_t>(downDepth));  // no allocation once records move
   while (upDepth > downDepth) {
     apply(up->changes);
     up->currentBelow = false;
@@ -229,7 +246,7 @@ void TopoMeshLog::setState(TopoMeshState* state) {
 
 // ---- Pruning ------------------------------------------------------------------------------------
 
-void TopoMeshLog::prune(TopoMeshStateImpl* state) {
+void TopoMeshLog::prune(TopoMeshStateImpl* state) noexcept {
   TopoMeshStateImpl* s = state;
   while (s && s != current_ && s->refs() == 0 && s->children.size() <= 1) {
     TopoMeshStateImpl* parent = s->parent;
@@ -249,7 +266,11 @@ void TopoMeshLog::prune(TopoMeshStateImpl* state) {
       child->parent = nullptr;
       root_ = child;
     } else if (s->children.size() == 1) {
-      merge(s, s->children.front());
+      try {
+        merge(s, s->children.front());  // all or nothing
+      } catch (const std::bad_alloc&) {
+        break;
+      }
       TopoMeshStateImpl* child = s->children.front();
       child->parent = parent;
       for (TopoMeshStateImpl*& c : parent->children)

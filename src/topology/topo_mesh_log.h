@@ -53,6 +53,11 @@ class TopoMeshLog {
   // it once no state can bring it back, never during the operation that deleted it).
   void record(void* rec, TopoMeshRecordKind kind, TopoMeshRecordStatus status);
 
+  // Makes room for n more recorded records (entries, index slots, records created and deleted
+  // within one operation), so that recording them allocates nothing but their saved copies,
+  // which the caller reserves in the pools. Throws std::bad_alloc; the log is then unchanged.
+  void reserve(std::size_t n);
+
   // The current state when nothing changed since it; otherwise a new child of it, made current.
   kr::Reference<TopoMeshState> createState();
   // Discards pending changes, then moves along the tree to `state`.
@@ -60,8 +65,10 @@ class TopoMeshLog {
   void setState(TopoMeshState* state);
 
   // Removes `state` (unreferenced) and then its ancestors from the tree while each is neither
-  // current, referenced nor a branching point. Called by a state at its last release.
-  void prune(TopoMeshStateImpl* state);
+  // current, referenced nor a branching point. Called by a state at its last release. When
+  // memory runs short for merging two change sets the walk stops there: the state stays in the
+  // tree, still correct, until a later prune passes it or the log goes.
+  void prune(TopoMeshStateImpl* state) noexcept;
 
   // ---- Diagnostics ----
   TopoMeshStateImpl* root() const noexcept { return root_; }

@@ -25,6 +25,7 @@ TopoMeshVertex TopoMesh::splitVertex(TopoMeshVertex vertex, TopoMeshEdge edge) {
   TopoMeshEdgeData* t = e->twin;
   assert(e->vertex == v && "e must leave v");
   assert(t && vertex.onBoundary() && "splitVertex needs a boundary vertex and an interior edge");
+  topo::prepare(m, 1, [&] { return 4 * topo::fanSize(v) + 32; });
 
   TopoMeshVertexData* w = topo::newVertex(m, v->point);
   clearTwin(m, e);
@@ -42,6 +43,7 @@ TopoMeshVertex TopoMesh::splitVertex(TopoMeshEdge edge1, TopoMeshEdge edge2) {
   TopoMeshEdgeData* s = e1->twin;
   TopoMeshEdgeData* r = e2->twin;
   TopoMeshVertexData* x = e2->vertex;
+  topo::prepare(m, 1, [&] { return 4 * topo::fanSize(x) + 32; });
 
   clearTwin(m, e1);
   clearTwin(m, s);
@@ -68,6 +70,7 @@ void TopoMesh::splitEdge(TopoMeshEdge edge) {
   assert(t && "splitEdge needs an interior edge");
   assert(TopoMeshVertex(a).onBoundary() && TopoMeshVertex(b).onBoundary() &&
          "splitEdge needs both ends on the boundary");
+  topo::prepare(m, 2, [&] { return 4 * (topo::fanSize(a) + topo::fanSize(b)) + 32; });
 
   TopoMeshVertexData* a1 = topo::newVertex(m, a->point);
   TopoMeshVertexData* b1 = topo::newVertex(m, b->point);
@@ -82,6 +85,7 @@ void TopoMesh::splitEdge(TopoMeshEdge edge) {
 }
 
 TopoMeshFace TopoMesh::splitFace(TopoMeshEdge edge1, TopoMeshEdge edge2) {
+  topo::prepare(*impl_, 3, [&] { return 8 * topo::loopSize(edge1.data()->face) + 32; });
   return topo::cutLoop(*impl_, edge1.data(), edge2.data(), false).g;
 }
 
@@ -93,6 +97,9 @@ void TopoMesh::mergeVertices(TopoMeshEdge edge1, TopoMeshEdge edge2) {
   TopoMeshVertexData* b1 = e1->next->vertex;
   TopoMeshVertexData* a2 = e2->vertex;
   TopoMeshVertexData* b2 = e2->next->vertex;
+  topo::prepare(m, 0, [&] {
+    return 4 * (topo::fanSize(a1) + topo::fanSize(b1) + topo::fanSize(a2) + topo::fanSize(b2)) + 32;
+  });
 
   if (a1 == b2 && b1 == a2) {
     topo::pair(m, e1, e2);
@@ -132,6 +139,7 @@ bool TopoMesh::swapEdge(TopoMeshEdge edge) {
   TopoMeshVertexData* c = p->vertex;
   TopoMeshVertexData* d = tp->vertex;
   if (topo::findEdge(c, d) || topo::findEdge(d, c)) return false;
+  topo::prepare(m, 0, [&] { return 48; });
 
   m.recordChange(e);
   m.recordChange(t);

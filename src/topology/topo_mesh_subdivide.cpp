@@ -42,6 +42,7 @@ TopoMeshVertex TopoMesh::subdivideEdge(TopoMeshEdge edge, const krLinear::Point&
   TopoMeshImpl& m = *impl_;
   TopoMeshEdgeData* e = edge.data();
   TopoMeshEdgeData* t = e->twin;
+  topo::prepare(m, 3, [&] { return 48; });
   TopoMeshVertexData* v = topo::newVertex(m, p);
 
   TopoMeshEdgeData* x = insertAfter(m, e, v);
@@ -58,6 +59,8 @@ TopoMeshVertex TopoMesh::subdivideEdge(TopoMeshEdge edge, const krLinear::Point&
 TopoMeshVertex TopoMesh::subdivideFace(TopoMeshFace face, const krLinear::Point& p) {
   TopoMeshImpl& m = *impl_;
   TopoMeshFaceData* f = face.data();
+  const std::size_t n = topo::loopSize(f);
+  topo::prepare(m, 3 * n + 1, [&] { return 12 * n + 16; });
   TopoMeshVertexData* c = topo::newVertex(m, p);
 
   // Each loop half-edge h (x -> y) becomes the triangle h, a (y -> c), b (c -> x).
@@ -102,6 +105,7 @@ TopoMeshEdge TopoMesh::subdivideFace(TopoMeshFace face, TopoMeshVertex a, TopoMe
   TopoMeshEdgeData* ha = loopEdgeFrom(face.data(), a.data());
   TopoMeshEdgeData* hb = loopEdgeFrom(face.data(), b.data());
   assert(ha && hb && "both vertices must be corners of the face");
+  topo::prepare(*impl_, 3, [&] { return 8 * topo::loopSize(face.data()) + 32; });
   // The half-edge from a to b stays in the face; its partner goes with a .. b into the new one.
   return topo::cutLoop(*impl_, ha, hb, true).y;
 }
@@ -111,6 +115,8 @@ TopoMeshFace TopoMesh::subdivideFace(TopoMeshFace f, TopoMeshVertex a, TopoMeshV
   const std::size_t k = points.size();
   TopoMeshEdgeData* h1 = topo::findEdge(a.data(), b.data());
   TopoMeshEdgeData* h2 = topo::findEdge(b.data(), a.data());
+  // Room for the whole chain, so that no step of it can fail after the first.
+  topo::prepare(*impl_, 3 * k + 6, [&] { return 8 * topo::loopSize(f.data()) + 64 * k + 64; });
   TopoMeshEdge s;
   if (h1 && h1->face == f.data()) {
     // a -> b is a side of f: cut it off with the first point, then split the new side c -> b.
@@ -148,6 +154,7 @@ TopoMeshVertex TopoMesh::subdivideFace(TopoMeshFace face, TopoMeshEdge edge,
   TopoMeshEdgeData* eNext = e->next;
   TopoMeshVertexData* a = e->vertex;
   TopoMeshVertexData* b = eNext->vertex;
+  topo::prepare(m, 6, [&] { return 8 * topo::loopSize(f) + 48; });
 
   TopoMeshVertexData* c = topo::newVertex(m, p);
   TopoMeshEdgeData* x = topo::newEdge(m);  // a -> c, in f

@@ -3,6 +3,7 @@
 // jump between states, where every jump must reproduce the dump taken when the state was made.
 #include "topo_fixtures.h"
 #include "topo_mesh_dump.h"
+#include "topo_random_edits.h"
 
 #include <gtest/gtest.h>
 
@@ -20,83 +21,6 @@ using namespace krGeom;
 using namespace topofix;
 using krLinear::Point;
 using StateRef = kr::Reference<TopoMeshState>;
-
-std::set<TopoMeshVertex> neighbours(TopoMeshVertex v) {
-  std::set<TopoMeshVertex> out;
-  for (TopoMeshEdgeVertexIterator it(v); it.valid(); it.next()) out.insert(it.edge().v2());
-  return out;
-}
-
-struct RandomEdits {
-  explicit RandomEdits(std::uint32_t rngSeed) : rng(rngSeed) {}
-
-  TopoMesh mesh;
-  std::mt19937 rng;
-  static constexpr int kKinds = 7;
-
-  // Tries one edit of the given kind; false when its precondition does not hold. Every edit
-  // keeps a closed triangulated surface with valences of 3 or more.
-  bool step(int kind) {
-    const bool mayGrow = mesh.numVertices()<120, mayShrink = mesh.numVertices()> 30;
-    TopoMeshEdge e = mesh.firstEdge();
-    for (std::uint32_t k = rng() % mesh.numEdges(); k > 0; --k) e = e.nextInMesh();
-    TopoMeshVertex u = e.v1(), w = e.v2(), c = e.prev().v1(), d = e.twin().prev().v1();
-    switch (kind) {
-      case 0:  // flip
-        return u.valence() >= 4 && w.valence() >= 4 && mesh.swapEdge(e);
-      case 1: {  // edge split: subdivide the edge, then cut both quads into triangles
-        if (!mayGrow) return false;
-        TopoMeshEdge t = e.twin();
-        TopoMeshVertex v = mesh.subdivideEdge(e, u.point() + e.vector() * 0.5);
-        mesh.subdivideFace(e.face(), v, c);
-        mesh.subdivideFace(t.face(), v, d);
-        return true;
-      }
-      case 2:  // fan a triangle
-        return mayGrow && mesh.subdivideFace(e.face(), e.face().centroid());
-      case 3: {  // remove a vertex of valence 3 whose neighbours keep valence 3 or more
-        if (!mayShrink || u.valence() != 3) return false;
-        for (TopoMeshVertex x : neighbours(u))
-          if (x.valence() < 4) return false;
-        EXPECT_TRUE(mesh.deleteVertex(u));
-        return true;
-      }
-      case 4: {  // collapse under the link condition
-        if (!mayShrink || c.valence() < 4 || d.valence() < 4 || u.valence() + w.valence() < 7)
-          return false;
-        std::set<TopoMeshVertex> nu = neighbours(u), common;
-        for (TopoMeshVertex x : neighbours(w))
-          if (nu.count(x)) common.insert(x);
-        if (common != std::set<TopoMeshVertex>{c, d}) return false;
-        EXPECT_EQ(mesh.collapseEdge(e), w);
-        return true;
-      }
-      default: {  // remove an edge and cut the quad along the same diagonal, or the other (a flip)
-        const bool flip = kind == 6;
-        if (flip && (u.valence() < 4 || w.valence() < 4 || edge(c, d) || edge(d, c))) return false;
-        TopoMeshFace f = e.face();
-        if (!mesh.deleteEdge(e)) return false;
-        EXPECT_EQ(f.numVertices(), 4);
-        TopoMeshEdge cut = flip ? mesh.subdivideFace(f, c, d) : mesh.subdivideFace(f, u, w);
-        EXPECT_EQ(cut, flip ? edge(c, d) : edge(u, w));
-        return true;
-      }
-    }
-  }
-
-  // The closed-torus properties every valid edit keeps.
-  ::testing::AssertionResult closedTorus() const {
-    const krString::CString broken = mesh.findBrokenInvariant();
-    if (!broken.empty()) return ::testing::AssertionFailure() << broken.c_str();
-    for (TopoMeshEdge e = mesh.firstEdge(); e; e = e.nextInMesh())
-      if (!e.twin() || e.face().numVertices() != 3 || e.v1().valence() < 3)
-        return ::testing::AssertionFailure() << "a boundary, a non-triangle or a valence below 3";
-    // An isolated vertex would change the Euler characteristic.
-    const int euler = mesh.numVertices() - mesh.numEdges() / 2 + mesh.numFaces();
-    if (euler == 0) return ::testing::AssertionSuccess();
-    return ::testing::AssertionFailure() << "Euler characteristic " << euler;
-  }
-};
 
 TEST(TopoMeshRandomTest, ThousandsOfValidEditsKeepTheInvariants) {
   const std::uint32_t rngSeed = 20240611u;

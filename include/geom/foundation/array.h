@@ -43,6 +43,8 @@ class KRGEOM_EXPORT ArrayAllocator : public kr::ReferenceCount {
   // Writable address of the block of `owner`, or null when it has none.
   virtual void* get(const void* owner) = 0;
   // Gives `owner` a block of exactly `bytes` bytes, keeping the common prefix of the old block.
+  // Implementations should not throw when the block shrinks: meshes undo a partial resize of
+  // their arrays after an allocation failure by shrinking the arrays already grown.
   virtual void resize(const void* owner, std::size_t bytes) = 0;
   // Releases the block of `owner` and forgets the key; unknown keys are ignored.
   virtual void free(const void* owner) = 0;
@@ -70,7 +72,8 @@ class Array {
   // Shares the source's allocator (registering a second block under this array's key) and
   // copies all count + 2 elements, guards included.
   Array(const Array& other);
-  // Copies the elements (not the guards); this array keeps its own allocator.
+  // Copies the elements (not the guards); this array keeps its own allocator. On
+  // std::bad_alloc a heap array is unchanged; an array with an allocator is left empty.
   Array& operator=(const Array& other);
   // Frees the heap buffer, or the block through the allocator.
   ~Array();
@@ -85,6 +88,8 @@ class Array {
   bool empty() const noexcept { return count_ == 0; }
   // Sets the number of elements to max(n, 0), keeping the common prefix; new elements and the
   // guards are not initialised. Same size: nothing happens (the allocator is not called).
+  // Growing may throw std::bad_alloc and then changes nothing. Shrinking a heap buffer keeps the
+  // buffer and never throws, so a partial resize of several arrays can always be undone.
   void resize(int n);
 
   // --- Element access (through the allocator on every call) ---
@@ -182,9 +187,22 @@ Array<T>::Array(const Array& other) : allocator_(other.allocator_) {
 template <class T>
 Array<T>& Array<T>::operator=(const Array& other) {
   if (this == &other) return *this;
-  clear();
-  if (other.count_ == 0) return *this;
-  resize(other.count_);
+  if (other.count_ == 0) {
+    clear();
+    return *this;
+  }
+  if (allocator_) {
+    clear();
+    resize(other.count_);
+  } else if (other.count_ > count_) {
+    // A fresh buffer first, so that a failure leaves this array as it was.
+    T* fresh = allocateBuffer(other.count_);
+    freeBuffer(data_);
+    data_ = fresh;
+    count_ = other.count_;
+  } else {
+    resize(other.count_);  // shrinks in place
+  }
   T* dst = data();
   const T* src = other.data();
   if (dst && src) std::memcpy(static_cast<void*>(dst), src, sizeof(T) * std::size_t(count_));
@@ -218,6 +236,8 @@ void Array<T>::resize(int n) {
   }
   if (allocator_) {
     allocator_->resize(this, blockBytes(n));
+  } else if (n < count_) {
+    // The buffer stays (it holds n + 2 elements and more): shrinking never fails.
   } else {
     T* fresh = allocateBuffer(n);
     const int keep = n < count_ ? n : count_;

@@ -79,7 +79,8 @@ class KRGEOM_EXPORT ArrayOfSets {
   // Builds numSets sets from numPairs (set, member) pairs laid out as 2 * numPairs ints: a
   // stable counting sort, so members keep their input order within each set and sets without
   // pairs are empty. Requires 0 <= set < numSets for every pair, and `pairs` must not point
-  // into this table's own storage.
+  // into this table's own storage. Basic guarantee: on std::bad_alloc the table is left empty
+  // (no sets, no members); the same holds for assignInverse.
   void assignFromPairs(int numSets, int numPairs, const int* pairs);
   // Builds the transpose of `other` with numSets sets: set v lists, in increasing order, every
   // i whose set in `other` contains v (twice if v occurs twice there). Requires every member of
@@ -87,6 +88,9 @@ class KRGEOM_EXPORT ArrayOfSets {
   void assignInverse(int numSets, const ArrayOfSets& other);
 
  private:
+  // The two builders without their failure handling.
+  void fillFromPairs(int numSets, int numPairs, const int* pairs);
+  void fillInverse(int numSets, const ArrayOfSets& other);
   // The start of set i.
   int getIndex(int i) const { return offsets_[i]; }
 

@@ -6,6 +6,16 @@
 //     mine.follow(m);  // changes `mine`, which re-sends `m` wrapped (resendMessage)
 //   });
 //
+// What an observer may do during a notice, and what follows:
+// - disconnect itself or others: a disconnected observer hears nothing more, from this notice on;
+// - throw: the delivery ends there and the exception propagates out of the sending call (the
+//   mesh operations that send, modified(), finish their own changes first);
+// - edit the entity and send a nested notice: every observer hears the nested notice before the
+//   outer delivery goes on (guard against endless nesting, e.g. with entityPresent or a flag);
+// - drop the last reference to the entity: it is destroyed at once (its destroy notice goes out
+//   from inside the observer), the outer delivery ends after that observer, and the sending call
+//   returns without touching the entity again.
+//
 // Entities are reference counted (kr::Reference<T>) and count themselves in a process-wide
 // active-entity counter. Notices are short-lived stack values: receivers must not keep pointers
 // to a notice or to its causes beyond the call. Entity and notice pointers stored in notices are

@@ -64,7 +64,9 @@ class KRGEOM_EXPORT CompactMesh : public PointMesh {
   ~CompactMesh() override;
 
   // The PointMesh assignment, then every index array and sequence array by array (each target
-  // array keeps its allocator), the display state and the triangle selection.
+  // array keeps its allocator), the display state and the triangle selection. Basic guarantee:
+  // on std::bad_alloc the mesh is left empty (no attributes, triangles, lines, sequences or
+  // selections; display state unchanged).
   CompactMesh& operator=(const CompactMesh& other);
   // The PointMesh swap, then all index data, selections and display state. Deliberately does
   // nothing at all when either mesh has an allocator.
@@ -99,7 +101,11 @@ class KRGEOM_EXPORT CompactMesh : public PointMesh {
   // to n and copies 3 * n indices from idx.
   void copyTriangles(int n, const int* idx);
   // n == 0: deleteTriangles(). Otherwise resizes the triangles (and existing triangle normals);
-  // new entries are uninitialised. Requires n >= 0.
+  // new entries are uninitialised. Requires n >= 0. On std::bad_alloc the arrays are as before
+  // (strong guarantee) with heap storage; with an array allocator a failed shrink, or a growth
+  // whose undo fails too, deletes the triangles instead. copyTriangles and the sequence resizes
+  // behave alike (a sequence list is emptied instead; its caches may be emptied in any case);
+  // resizeLineArray and allocTriangleNormalArray give the strong guarantee.
   void resizeTriangleArray(int n);
   // Resizes the lines; new entries are uninitialised.
   void resizeLineArray(int n);
@@ -220,6 +226,9 @@ class KRGEOM_EXPORT CompactMesh : public PointMesh {
   int getSizeInBytes() const override;
 
  private:
+  // The array part of operator=: attributes, index arrays, sequences, selections.
+  void assignArrays(const CompactMesh& other);
+
   Array<MeshTriangle> triangles_;
   Array<MeshLine> lines_;
   Array<MeshNormal> triangleNormals_;

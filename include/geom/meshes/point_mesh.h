@@ -62,6 +62,7 @@ class KRGEOM_EXPORT PointMesh : public Entity {
   // range); each copy's array shares the source array's allocator. This mesh's own allocator is
   // left as it was, on purpose: the copies keep the source's storage policy. Then copies the
   // vertex count and the selection. Self-assignment does nothing.
+  // Strong guarantee: everything is copied before anything is replaced.
   PointMesh& operator=(const PointMesh& other);
   // Exchanges attributes, vertex count and selection. Deliberately does nothing at all when
   // either mesh has an allocator: arrays kept in an allocator cannot change owners.
@@ -85,7 +86,9 @@ class KRGEOM_EXPORT PointMesh : public Entity {
   // n == 0: removes every attribute, vertices included. From 0 vertices: makes the vertices
   // attribute (uninitialised). Otherwise resizes every attribute to n elements, keeping the
   // common prefix; new elements are uninitialised and cached ranges are NOT invalidated.
-  // Requires n >= 0.
+  // Requires n >= 0. On std::bad_alloc the attributes keep their old count and contents (strong
+  // guarantee) with heap storage; with an array allocator a failed shrink, or a growth whose undo
+  // fails too, leaves the mesh without vertices or attributes instead.
   void resizeVertexArray(int n);
 
   // The first vertex, or null unless the vertices attribute exists with dimension 3 and data.
@@ -193,7 +196,8 @@ class KRGEOM_EXPORT PointMesh : public Entity {
 
   // Consumes an edit notice: keeps each attribute that m declares valid (invalidating its range
   // when m declares it modified); records every other attribute in m as modified and destroys
-  // it. Then sends m to the observers.
+  // it. Then sends m to the observers; the mesh is not touched after the delivery, so an observer
+  // may edit it again or destroy it (see entity.h).
   virtual void modified(MeshModification& m);
   // 136 + the selection's size + every attribute's getSizeInBytes(), in 32-bit arithmetic.
   virtual int getSizeInBytes() const;

@@ -87,6 +87,7 @@ class KRGEOM_EXPORT Remap : public kr::ReferenceCount {
   // --- Combining ---
   // Becomes the map that applies `first`, then `second`: first's domain, second's range, entry i
   // = second(first(i)) where first(i) >= 0, else -1. Either argument may be this map itself.
+  // Strong guarantee: on std::bad_alloc this map is unchanged.
   void compose(const Remap& first, const Remap& second);
   // A new map from this range back to this domain: all -1, then inverse[entry i] = i for every
   // non-negative entry in index order, so when several indices share a target the last one wins.

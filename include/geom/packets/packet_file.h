@@ -126,6 +126,9 @@ class KRGEOM_EXPORT packetFile {
 
   // Registers the nine mesh packet types (bound to reader's handlers) with the registry, which
   // takes them, and then the half-edge mesh packet types. reader must outlive the registry's use.
+  // On std::bad_alloc the types registered so far stay registered; calling again completes it.
+  // Every write function below may throw std::bad_alloc from the write context: the stream is
+  // then incomplete and is to be dropped; the objects written are never changed.
   static void registerTypes(ioPacketRegistry* registry, ReadInterface* reader);
   // Writes one mesh (nothing for null): positions multiplied by scale in single precision (bit
   // for bit when scale is exactly 1), computed normals never. With writeReferences the header

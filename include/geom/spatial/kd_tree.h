@@ -60,6 +60,8 @@ class KRGEOM_EXPORT KDTree {
   void insert(const float* points, int i);
 
   // --- Searching (box: min x, min y, min z, max x, max y, max z) ---
+  // A search may first rebuild the tree's search cache. When that runs out of memory it throws
+  // std::bad_alloc and the tree stays as it was, searchable (with or without its old cache).
   // The index of the first point inside the box in pre-order, or -1 when there is none.
   int search(const float* points, const float* const box) const;
   // Appends the index of every point inside the box, in pre-order; `result` is not cleared.

@@ -69,7 +69,7 @@ class KRGEOM_EXPORT Octree : public kr::ReferenceCount {
   // at most vertsPerLeaf points unless the depth limit ceil(2 ln n / ln 8) is reached or their
   // points all lie within one float step of the first on every axis. With keepEmpty, every split
   // of a box that is not flat makes all eight children, empty ones as leaves with first == end;
-  // otherwise empty octants have no child.
+  // otherwise empty octants have no child. On std::bad_alloc nothing is left behind.
   Octree(int n, const float* vertices, const BoundingBox& box, bool keepEmpty, int vertsPerLeaf);
   // Shares the source's nodes, remap and points (no tree is cloned); the copy has a fresh count.
   Octree(const Octree& other);

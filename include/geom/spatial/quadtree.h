@@ -70,7 +70,8 @@ class KRGEOM_EXPORT Quadtree {
 
   // --- Construction and assignment ---
   // Builds the tree over n points (2 floats each) in `box` (x and y used). `vertices` must
-  // outlive the tree and every copy of it. Precondition: n >= 0.
+  // outlive the tree and every copy of it. Precondition: n >= 0. On std::bad_alloc nothing is
+  // left behind; copies share the built nodes and never allocate.
   Quadtree(int n, const float* vertices, const BoundingBox& box);
   // Shares the other tree's nodes and remap (no tree is cloned).
   Quadtree(const Quadtree& other);

@@ -17,6 +17,13 @@
 // refuse say so through their result. With transactions enabled every change is logged so that
 // saved states (createState, setState) can be restored, and deleted records stay allocated while
 // a saved state can bring them back. A mesh and its handles are used from one thread at a time.
+//
+// Running out of memory: every operation that allocates may throw std::bad_alloc, and each gives
+// the strong guarantee. An edit, createState and setState leave the mesh, its pending changes and
+// its saved states exactly as they were; a copy or assignment leaves its target (and the source)
+// untouched, though copy() may have added entries to the maps. Dropping the last reference to a
+// state never throws: when memory is short for merging change sets, the state just stays in the
+// tree until a later pruning passes it or the mesh goes.
 #pragma once
 
 #include <geom/export.h>
@@ -174,7 +181,8 @@ class KRGEOM_EXPORT TopoMesh : public Entity {
   // Brings the mesh to a saved state of this mesh. Edits made since the last createState are
   // discarded first. Precondition: transactions are enabled.
   void setState(kr::Reference<TopoMeshState> state);
-  // Sends the notice to the modification signal's observers.
+  // Sends the notice to the modification signal's observers. The mesh is not touched after the
+  // delivery, so an observer may edit it again or destroy it (see entity.h).
   void modified(TopoMeshModification& m);
 
   // ---- Packets ----
@@ -187,7 +195,8 @@ class KRGEOM_EXPORT TopoMesh : public Entity {
   // fails the read, and such a mesh is destroyed, never handed out. Blind data and saved states are
   // not stored; a mesh read back has no log, and its records' metadata is unspecified.
   static void registerTypes(ioPacketRegistry& registry);
-  // Writes the mesh packet, then one packet per vertex, half-edge and face in list order.
+  // Writes the mesh packet, then one packet per vertex, half-edge and face in list order. May
+  // throw std::bad_alloc from the write context; the stream is then incomplete, the mesh as it was.
   void writePF(ioWriteContext& out) const;
 
   // ---- Checking ----

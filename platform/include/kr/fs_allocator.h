@@ -46,6 +46,10 @@ class KR_PLATFORM_EXPORT FSAllocator {
   // Items
   // Uninitialised memory for one item, aligned for std::max_align_t. Throws std::bad_alloc.
   void* alloc();
+  // Makes sure that the next n calls of alloc() (without free() in between) take no memory, so
+  // that they cannot throw: adds blocks when the free list and the newest block hold fewer than
+  // n items. Throws std::bad_alloc; the items already available then stay available.
+  void reserve(std::size_t n);
   // Returns an item to the free list; null does nothing. p must be a live item of this pool
   // (debug builds assert that it lies in the pool; AddressSanitizer builds catch a double free).
   void free(void* p) noexcept;
@@ -85,6 +89,7 @@ class KR_PLATFORM_EXPORT FSAllocator {
   std::byte* next_ = nullptr;  // first never-used item of the newest block
   std::byte* end_ = nullptr;   // end of the newest block
   std::size_t live_ = 0;
+  std::size_t numFree_ = 0;  // items on the free list
   bool lazy_ = false;
 };
 

@@ -1,5 +1,7 @@
 #include <kr/fs_allocator.h>
 
+#include "system_memory.h"
+
 #include <cassert>
 #include <cstdint>
 #include <limits>
@@ -50,6 +52,7 @@ std::size_t mappedLength(std::size_t bytes) {
 // ends), so that every whole 2 MiB of the block can be a huge page. The first 2 MiB keep
 // ordinary pages: a pool that holds only a few items should not commit a whole huge page.
 std::byte* mapBlock(std::size_t bytes) {
+  askSystemMemory(bytes);
   const std::size_t length = mappedLength(bytes);
   if (length > std::numeric_limits<std::size_t>::max() - kHugePage) throw std::bad_alloc();
   const std::size_t span = length + kHugePage;
@@ -128,12 +131,25 @@ void FSAllocator::addBlock() {
   end_ = next_ + bytes;
 }
 
+void FSAllocator::reserve(std::size_t n) {
+  while (numFree_ + static_cast<std::size_t>(end_ - next_) / stride_ < n) {
+    // The rest of the newest block goes onto the free list, so that a new block loses nothing.
+    for (; next_ != end_; next_ += stride_) {
+      freeList_ = new (next_) FreeItem{freeList_};
+      KR_POISON(next_, stride_);
+      ++numFree_;
+    }
+    addBlock();
+  }
+}
+
 void* FSAllocator::alloc() {
   void* p;
   if (freeList_) {
     FreeItem* item = freeList_;
     KR_UNPOISON(item, stride_);
     freeList_ = item->next;
+    --numFree_;
     p = item;
   } else {
     if (next_ == end_) addBlock();
@@ -150,6 +166,7 @@ void FSAllocator::free(void* p) noexcept {
   assert(live_ > 0 && "more items freed than allocated");
   freeList_ = new (p) FreeItem{freeList_};
   KR_POISON(p, stride_);
+  ++numFree_;
   --live_;
 }
 

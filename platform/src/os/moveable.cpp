@@ -1,5 +1,7 @@
 #include <kr/moveable.h>
 
+#include "system_memory.h"
+
 #if !defined(__linux__)
 #error "moveable memory is implemented with Linux memory files (memfd_create)"
 #endif
@@ -18,6 +20,7 @@ namespace {
 
 // A shared read-write mapping of the whole file; throws std::bad_alloc on failure.
 void* mapFile(int fd, std::size_t size) {
+  askSystemMemory(size);
   void* p = ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
   if (p == MAP_FAILED) throw std::bad_alloc();
   return p;
@@ -100,6 +103,7 @@ MoveableAllocator::~MoveableAllocator() {
 
 MoveableChunk* MoveableAllocator::allocate(std::size_t bytes) {
   if (bytes == 0) return new MoveableChunk(*this, -1, 0);
+  askSystemMemory(bytes);
   if (bytes > static_cast<std::size_t>(std::numeric_limits<off_t>::max()) || !commitPossible(bytes))
     throw std::bad_alloc();
   const int fd = ::memfd_create("krOS.moveable", MFD_CLOEXEC);

@@ -37,7 +37,8 @@ ioPacketRegistry::~ioPacketRegistry() = default;
 
 void ioPacketRegistry::supportedType(ioPacketType* type) {
   if (!type) return;
-  types_[type->getName()].reset(type);
+  std::unique_ptr<ioPacketType> owned(type);  // freed if the table cannot grow
+  types_[type->getName()] = std::move(owned);
 }
 
 ioPacketType* ioPacketRegistry::findType(const char* name) const {

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 #include <string>
 #include <string_view>
 
@@ -38,13 +39,23 @@ void* ioReadContext::definitionOf(int reference) const {
 
 void ioReadContext::failAt(std::uint64_t offset, const std::string& reason) {
   if (!status_.ok()) return;
-  std::string msg = "offset " + std::to_string(offset);
-  if (!name_.empty()) {
-    msg += ", packet '";
-    for (char c : name_) msg += (c >= 0x20 && c < 0x7F) ? c : '?';
-    msg += "'";
+  try {
+    std::string msg = "offset " + std::to_string(offset);
+    if (!name_.empty()) {
+      msg += ", packet '";
+      for (char c : name_) msg += (c >= 0x20 && c < 0x7F) ? c : '?';
+      msg += "'";
+    }
+    status_ = ioStatus(offset, msg + ": " + reason);
+  } catch (const std::bad_alloc&) {
+    noteOutOfMemory(offset);
   }
-  status_ = ioStatus(offset, msg + ": " + reason);
+}
+
+void ioReadContext::noteOutOfMemory(std::uint64_t offset) noexcept {
+  outOfMemory_ = true;
+  // A message short enough for the string's inline buffer: making it allocates nothing.
+  if (status_.ok()) status_ = ioStatus(offset, "out of memory");
 }
 
 void ioReadContext::fail(const char* reason) {
@@ -70,6 +81,7 @@ ioPacketType* ioReadContext::cachedType(std::string_view name) {
 
 ioStatus ioReadContext::readBuffer(const void* data, std::size_t size) {
   status_ = {};
+  outOfMemory_ = false;
   fixups_.clear();
   slots_.clear();
   frames_.clear();
@@ -89,6 +101,7 @@ ioStatus ioReadContext::readBuffer(const void* data, std::size_t size) {
   data_ = nullptr;
   size_ = pos_ = chunkEnd_ = containerEnd_ = packetStart_ = packetEnd_ = 0;
   name_.clear();
+  if (outOfMemory_) throw std::bad_alloc();
   return status_;
 }
 
@@ -109,7 +122,15 @@ bool ioReadContext::walk() {
   std::uint64_t pos = kStreamHeaderSize;
   std::uint64_t packets = 0;
   for (;;) {
-    switch (readPacketAt(pos, packets)) {
+    Step step;
+    try {
+      step = readPacketAt(pos, packets);
+    } catch (const std::bad_alloc&) {
+      // Outside a packet type nothing allocates once the packet has an object: stop here.
+      noteOutOfMemory(packetStart_);
+      return false;
+    }
+    switch (step) {
       case Step::next:
         break;
       case Step::end:
@@ -198,6 +219,9 @@ ioReadContext::Step ioReadContext::readPacketAt(std::uint64_t& pos, std::uint64_
   const std::size_t fixupMark = fixups_.size();
   try {
     type->readPacket(*this);
+  } catch (const std::bad_alloc&) {
+    noteOutOfMemory(pos_);
+    fail(nullptr);
   } catch (const std::exception& e) {
     fail((std::string("packet type threw: ") + e.what()).c_str());
   } catch (...) {

@@ -3,6 +3,7 @@
 
 #include "read_state.h"
 
+#include <new>
 #include <string>
 
 using namespace krPacket;
@@ -75,21 +76,54 @@ void ioReadContext::promoteUnownedCycles() {
   }
 }
 
+void ioReadContext::promoteUnownedCyclesInPlace() noexcept {
+  const auto end = static_cast<std::uint32_t>(records_.size());
+  for (std::uint32_t i = firstRecord_; i < end; ++i) records_[i].reached = false;
+  // Marks everything reachable from the reached records, sweeping the fields until nothing
+  // changes: quadratic at worst, but needs no memory.
+  auto spread = [&] {
+    for (bool changed = true; changed;) {
+      changed = false;
+      for (const Fixup& f : fixups_) {
+        if (f.state != FixupState::resolved || !records_[f.owner].reached) continue;
+        if (records_[f.link].reached) continue;
+        records_[f.link].reached = true;
+        changed = true;
+      }
+    }
+  };
+  for (int pass = 0; pass < 2; ++pass) {
+    for (std::uint32_t i = firstRecord_; i < end; ++i) {
+      Record& r = records_[i];
+      if (r.reached || !r.object || r.rejected || (pass == 0 && r.referenced)) continue;
+      r.referenced = false;
+      r.reached = true;
+      spread();
+    }
+  }
+}
+
 void ioReadContext::finishRead(bool walked) {
   const auto end = static_cast<std::uint32_t>(records_.size());
   // Unresolved fields are only reported when the whole stream was read; after a failure they may
   // name packets beyond the stop.
+  // Nothing here lets std::bad_alloc out: every object of the read must reach an owner. Running
+  // out of memory is noted (readBuffer throws once the read is finished) and handled in place.
   if (walked) {
     for (const Fixup& f : fixups_) {
-      if (f.state == FixupState::pending) {
-        setCurrent(f.owner);
-        records_[f.owner].type->hasUnresolvedPointer(*this, static_cast<int>(f.ref));
-      } else if (f.state == FixupState::mismatch) {
-        setCurrent(f.owner);
-        failAt(records_[f.owner].offset, "pointer field names reference " + std::to_string(f.ref) +
-                                             ", a '" + records_[f.link].type->getName() +
-                                             "' packet, where '" +
-                                             fieldTypes_[f.expected]->getName() + "' is expected");
+      try {
+        if (f.state == FixupState::pending) {
+          setCurrent(f.owner);
+          records_[f.owner].type->hasUnresolvedPointer(*this, static_cast<int>(f.ref));
+        } else if (f.state == FixupState::mismatch) {
+          setCurrent(f.owner);
+          failAt(records_[f.owner].offset,
+                 "pointer field names reference " + std::to_string(f.ref) + ", a '" +
+                     records_[f.link].type->getName() + "' packet, where '" +
+                     fieldTypes_[f.expected]->getName() + "' is expected");
+        }
+      } catch (const std::bad_alloc&) {
+        noteOutOfMemory(records_[f.owner].offset);
       }
     }
   }
@@ -99,7 +133,13 @@ void ioReadContext::finishRead(bool walked) {
     Record& r = records_[i];
     if (!r.object) continue;
     std::string reason;
-    if (r.type->verifyObject(r.object, reason)) continue;
+    bool verified = false;
+    try {
+      verified = r.type->verifyObject(r.object, reason);
+    } catch (const std::bad_alloc&) {
+      noteOutOfMemory(r.offset);  // an object that could not be checked is refused
+    }
+    if (verified) continue;
     r.rejected = anyRejected = true;
     setCurrent(i);
     failAt(r.offset, reason.empty() ? "object rejected" : reason);
@@ -114,7 +154,12 @@ void ioReadContext::finishRead(bool walked) {
       records_[f.link].referenced = true;
     }
   }
-  promoteUnownedCycles();
+  try {
+    promoteUnownedCycles();
+  } catch (const std::bad_alloc&) {
+    noteOutOfMemory(0);
+    promoteUnownedCyclesInPlace();
+  }
   fixups_.clear();
   slots_.clear();
   for (std::uint32_t i = firstRecord_; i < end; ++i) {
@@ -127,7 +172,13 @@ void ioReadContext::finishRead(bool walked) {
     if (!records_[i].object) continue;
     setCurrent(i);
     keepCalled_ = false;
-    records_[i].type->memoryNotReferenced(*this, records_[i].object);
+    try {
+      records_[i].type->memoryNotReferenced(*this, records_[i].object);
+    } catch (const std::bad_alloc&) {
+      // A hook that runs out of memory has not taken the object: it stays with the context.
+      noteOutOfMemory(records_[i].offset);
+      keepCalled_ = true;
+    }
     records_[i].kept = keepCalled_;
     if (!keepCalled_) records_[i].object = nullptr;  // the type took it over
   }

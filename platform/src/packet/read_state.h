@@ -33,6 +33,7 @@ struct ioReadContext::Record {
   bool kept = false;        // a root kept for takeObjects
   bool rejected = false;    // verifyObject refused it
   bool referenced = false;  // a resolved pointer field names it
+  bool reached = false;     // scratch of promoteUnownedCyclesInPlace
 };
 
 // A deferred pointer field. Large streams hold tens of millions of these, hence the packing.

@@ -1,4 +1,6 @@
 #include <kr/fs_allocator.h>
+#include <kr/moveable.h>
+#include <kr/system_memory_hook.h>
 
 #include <gtest/gtest.h>
 
@@ -6,6 +8,7 @@
 #include <cstdint>
 #include <cstring>
 #include <fstream>
+#include <memory>
 #include <new>
 #include <vector>
 
@@ -61,6 +64,49 @@ TEST(FSAllocator, LargeBlocksAreCommittedOnlyAsItemsAreUsed) {
   krOS::FSAllocator pool(376, 0x100000);  // 384 MiB per block
   for (int i = 0; i < 100; ++i) std::memset(pool.alloc(), 0xab, 376);
   EXPECT_LT(residentBytes(), before + (std::size_t{32} << 20));
+}
+
+TEST(FSAllocator, ReserveAddsABlockUpFrontAndLosesNoItem) {
+  krOS::FSAllocator pool(32, 4);
+  for (int i = 0; i < 3; ++i) pool.alloc();  // one item left in the block
+  pool.reserve(1);
+  EXPECT_EQ(pool.numBlocks(), 1);
+  pool.reserve(3);  // the item left goes onto the free list, then a new block
+  EXPECT_EQ(pool.numBlocks(), 2);
+  std::vector<void*> items;
+  for (int i = 0; i < 5; ++i) items.push_back(pool.alloc());  // 1 + 4: both blocks used up
+  EXPECT_EQ(pool.numBlocks(), 2);
+  std::sort(items.begin(), items.end());
+  EXPECT_EQ(std::unique(items.begin(), items.end()), items.end());
+  pool.alloc();
+  EXPECT_EQ(pool.numBlocks(), 3);
+}
+
+// Refuses every request for system memory while it lives.
+struct RefuseSystemMemory {
+  RefuseSystemMemory() {
+    krOS::setSystemMemoryHook([](std::size_t) noexcept { return false; });
+  }
+  ~RefuseSystemMemory() { krOS::setSystemMemoryHook(nullptr); }
+};
+
+TEST(SystemMemoryHook, RefusedRequestsThrowAndLeaveTheAllocatorsAsTheyWere) {
+  krOS::FSAllocator pool(std::size_t{1} << 20, 8);  // 8 MiB blocks, mapped from the system
+  pool.setLazy();
+  krOS::MoveableAllocator chunks;
+  std::unique_ptr<krOS::MoveableChunk> chunk(chunks.allocate(4096));
+  {
+    RefuseSystemMemory refuse;
+    EXPECT_THROW(pool.alloc(), std::bad_alloc);
+    EXPECT_THROW(krOS::FSAllocator(std::size_t{1} << 20, 8), std::bad_alloc);
+    EXPECT_THROW(chunks.allocate(4096), std::bad_alloc);
+    EXPECT_THROW(chunk->map(), std::bad_alloc);
+  }
+  EXPECT_EQ(pool.numBlocks(), 0);
+  EXPECT_EQ(chunks.numChunks(), 1u);
+  EXPECT_FALSE(chunk->isMapped());
+  EXPECT_NE(pool.alloc(), nullptr);  // granted again
+  EXPECT_NE(chunk->map(), nullptr);
 }
 
 }  // namespace

@@ -43,6 +43,9 @@ class KR_PLATFORM_EXPORT ioReadContext : public ioContext {
   // Reads the whole file at path; a missing or unreadable file gives a failed status.
   ioStatus readFile(const char* path);
   // Reads a stream in memory; data is only used during the call. Objects of several reads add up.
+  // Running out of memory ends the read like a failed packet and then throws std::bad_alloc
+  // (also from readFile): objects of the packets read before can still be taken, and the
+  // context can read again.
   ioStatus readBuffer(const void* data, std::size_t size);
   // Objects that packets named typeName defined and nothing refers to, in stream order, not yet
   // taken. The caller owns them afterwards.
@@ -124,12 +127,17 @@ class KR_PLATFORM_EXPORT ioReadContext : public ioContext {
   Step readPacketAt(std::uint64_t& pos, std::uint64_t& packets);
   void enterChunk();
   bool take(std::size_t size);
+  // Sets the status (the first failure wins); never throws.
   void failAt(std::uint64_t offset, const std::string& reason);
+  // Marks the read as out of memory (readBuffer throws at its end) and fails it at offset.
+  void noteOutOfMemory(std::uint64_t offset) noexcept;
   bool checkReference(std::uint32_t ref);
   void resolve(Fixup& fixup, std::uint32_t record);
   void dropFailedPacket(std::size_t fixupMark);
   void finishRead(bool walked);
   void promoteUnownedCycles();
+  // The same without allocating, slower: for when memory has run out.
+  void promoteUnownedCyclesInPlace() noexcept;
   void setCurrent(std::uint32_t record);
   template <typename T>
   T readValue();
@@ -161,6 +169,7 @@ class KR_PLATFORM_EXPORT ioReadContext : public ioContext {
   bool packetFailed_ = false;
   bool packetSkipped_ = false;  // invalidPacket(): dropped as not read, the read goes on
   bool keepCalled_ = false;
+  bool outOfMemory_ = false;  // a packet type ran out of memory: the read throws at its end
 };
 
 // Wraps a read context for application data passed along while reading; packet types that hold

@@ -73,7 +73,8 @@ class KR_PLATFORM_EXPORT ioPacketRegistry {
   ioPacketRegistry(const ioPacketRegistry&) = delete;
   ioPacketRegistry& operator=(const ioPacketRegistry&) = delete;
 
-  // Takes ownership of type; packets with its name go to it. A later type with a name already
+  // Takes ownership of type (also when registering it throws std::bad_alloc, which destroys it);
+  // packets with its name go to it. A later type with a name already
   // registered replaces (and destroys) the earlier one; do not replace types while a context
   // built on this registry still owns objects.
   void supportedType(ioPacketType* type);
