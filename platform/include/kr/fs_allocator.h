@@ -78,7 +78,9 @@ class KR_PLATFORM_EXPORT FSAllocator {
 
   std::size_t blockBytes() const noexcept;
   void addBlock();
-  static void releaseBlock(const Block& b, std::size_t bytes) noexcept;
+  // Returns a block of `bytes`, of which the first `used` may hold poisoned items.
+  static void releaseBlock(const Block& b, std::size_t bytes, std::size_t used) noexcept;
+  std::size_t usedBytes(const Block& block) const noexcept;
   bool owns(const void* p) const noexcept;
 
   std::vector<Block> blocks_;

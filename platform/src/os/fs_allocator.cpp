@@ -87,15 +87,21 @@ FSAllocator::FSAllocator(std::size_t itemSize, int itemsPerBlock)
 
 FSAllocator::~FSAllocator() {
   // Freed items are poisoned; the blocks go back whole.
-  for (const Block& block : blocks_) releaseBlock(block, blockBytes());
+  for (const Block& block : blocks_) releaseBlock(block, blockBytes(), usedBytes(block));
+}
+
+std::size_t FSAllocator::usedBytes(const Block& block) const noexcept {
+  // Only the newest block has items that were never handed out (nor poisoned).
+  return block.data == blocks_.back().data ? static_cast<std::size_t>(next_ - block.data)
+                                           : blockBytes();
 }
 
 std::size_t FSAllocator::blockBytes() const noexcept {
   return stride_ * static_cast<std::size_t>(itemsPerBlock_);
 }
 
-void FSAllocator::releaseBlock(const Block& block, std::size_t bytes) noexcept {
-  KR_UNPOISON(block.data, bytes);
+void FSAllocator::releaseBlock(const Block& block, std::size_t bytes, std::size_t used) noexcept {
+  KR_UNPOISON(block.data, used);  // a large block's untouched tail needs no shadow writes
 #if KR_MAP_LARGE_BLOCKS
   if (block.mapped) {
     munmap(block.data, mappedLength(bytes));
@@ -109,7 +115,7 @@ void FSAllocator::setLazy() {
   lazy_ = true;
   // Only a block that has never handed out an item can go: nothing can point into it.
   if (blocks_.size() == 1 && next_ == blocks_.front().data) {
-    releaseBlock(blocks_.front(), blockBytes());
+    releaseBlock(blocks_.front(), blockBytes(), 0);
     blocks_.clear();
     next_ = end_ = nullptr;
   }
