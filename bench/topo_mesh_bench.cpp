@@ -3,6 +3,7 @@
 // topo_mesh_torus.h). Reports ns_per_face for building and ns_per_edit for the edits, in thread
 // CPU time; only the building or the edit loop is timed, never the set-up or the mesh's
 // destruction. BM_TopoMeshRecordPools measures the memory part of building on its own.
+#include "topo_mesh_build.h"
 #include "topo_mesh_torus.h"
 
 #include <geom/topology/topo_mesh.h>
@@ -16,24 +17,11 @@
 
 namespace {
 
+using bench::build;
+using bench::Built;
 using krGeom::TopoMesh;
 using krGeom::TopoMeshEdge;
 using krGeom::TopoMeshVertex;
-
-struct Built {
-  kr::Reference<TopoMesh> mesh;
-  std::vector<TopoMeshVertex> vertices;
-};
-
-Built build(const bench::Torus& torus) {
-  Built b{new TopoMesh(), {}};
-  b.vertices.reserve(torus.points.size());
-  for (const auto& p : torus.points)
-    b.vertices.push_back(b.mesh->allocVertex(krLinear::Point(p[0], p[1], p[2])));
-  for (const auto& t : torus.triangles)
-    b.mesh->allocTriangle(b.vertices[t[0]], b.vertices[t[1]], b.vertices[t[2]]);
-  return b;
-}
 
 std::vector<TopoMeshEdge> resolve(const Built& b, const std::vector<std::pair<int, int>>& pairs) {
   std::vector<TopoMeshEdge> edges;
