@@ -67,14 +67,15 @@ std::int64_t walkNodes(const KDTreeImpl& t, const float* box, Found found) {
     int axis;
   };
   const Node* nodes = t.nodes.get();
+  const float* xyz = t.xyz.get();
   WalkStack<Entry> stack;
   std::int64_t visited = 0;
   Entry e{0, 0};
   for (;;) {
     ++visited;
     const Node& n = nodes[e.node];
-    if (inside(n.xyz, box) && found(n.index)) return visited;
-    const float c = n.xyz[e.axis];
+    if (inside(xyz + 3 * std::size_t{e.node}, box) && found(n.index)) return visited;
+    const float c = n.split;
     const int next = e.axis == 2 ? 0 : e.axis + 1;
     const bool goLow = n.low && c >= box[e.axis];
     const bool goHigh = n.high && box[3 + e.axis] >= c;
@@ -189,7 +190,9 @@ class CacheSearch {
 }  // namespace
 
 KDTreeImpl::KDTreeImpl(int capacity)
-    : nodes(std::make_unique_for_overwrite<Node[]>(capacity)), capacity(capacity) {}
+    : nodes(std::make_unique_for_overwrite<Node[]>(capacity)),
+      xyz(std::make_unique_for_overwrite<float[]>(3 * static_cast<std::size_t>(capacity))),
+      capacity(capacity) {}
 
 KDTreeImpl::~KDTreeImpl() = default;
 
@@ -197,38 +200,14 @@ KDTree::KDTree(int capacity) : impl_(new KDTreeImpl(capacity)), ownsImpl_(true) 
 
 KDTree::~KDTree() {
   impl_->nodes.reset();
+  impl_->xyz.reset();
   if (ownsImpl_) delete impl_;
-}
-
-void KDTree::insert(const float* points, int i) {
-  KDTreeImpl& t = *impl_;
-  assert(t.count < t.capacity && "KDTree::insert beyond capacity");
-  const float* p = points + 3 * static_cast<std::ptrdiff_t>(i);
-  const auto fresh = static_cast<std::uint32_t>(t.count++);
-  Node* nodes = t.nodes.get();
-  nodes[fresh] = Node{0, 0, i, {p[0], p[1], p[2]}};
-  t.cacheFresh = false;
-  // The plain walk skips both subtrees of a node whose coordinate is NaN; the cache would not.
-  if (p[0] != p[0] || p[1] != p[1] || p[2] != p[2]) t.hasNaN = true;
-  if (fresh == 0) return;
-
-  std::uint32_t parent = 0;
-  int axis = 0;
-  for (;;) {
-    Node& n = nodes[parent];
-    std::uint32_t& side = n.xyz[axis] > p[axis] ? n.low : n.high;
-    if (!side) {
-      side = fresh;
-      return;
-    }
-    parent = side;
-    axis = axis == 2 ? 0 : axis + 1;
-  }
 }
 
 int KDTree::search(const float* /*points*/, const float* const box) const {
   const KDTreeImpl& t = *impl_;
   if (t.count == 0) return -1;
+  t.linkPending();
   if (t.prepareCache()) {
     Hits hits;
     CacheSearch(t, box, hits);
@@ -246,6 +225,7 @@ void KDTree::searchAll(const float* /*points*/, const float* const box,
                        std::vector<int>& result) const {
   const KDTreeImpl& t = *impl_;
   if (t.count == 0) return;
+  t.linkPending();
   if (t.prepareCache()) {
     Hits hits;
     CacheSearch(t, box, hits);

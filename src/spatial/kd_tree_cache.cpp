@@ -78,14 +78,14 @@ void KDTreeImpl::buildCache() const {
   float bounds[6] = {inf, inf, inf, -inf, -inf, -inf};
   for (std::uint32_t i = 0; i < n; ++i) {
     const Node& node = nodes[i];
+    const float* p = xyz.get() + 3 * std::size_t{i};
     const std::uint32_t rank = a[i];
     const std::uint32_t lowSize = node.low ? a[node.low] : 0;
     if (node.low) a[node.low] = rank + 1;
     if (node.high) a[node.high] = rank + 1 + lowSize;
-    cachePoints[i] = Point{{node.xyz[0], node.xyz[1], node.xyz[2]}, node.index, rank};
+    cachePoints[i] = Point{{p[0], p[1], p[2]}, node.index, rank};
     for (int k = 0; k < 3; ++k)
-      bounds[k] = std::min(bounds[k], node.xyz[k]),
-      bounds[3 + k] = std::max(bounds[3 + k], node.xyz[k]);
+      bounds[k] = std::min(bounds[k], p[k]), bounds[3 + k] = std::max(bounds[3 + k], p[k]);
   }
   std::copy(bounds, bounds + 6, cacheBounds);
 
