@@ -13,7 +13,6 @@ namespace krGeom {
 namespace {
 
 using Node = KDTreeImpl::Node;
-using Point = KDTreeImpl::Point;
 
 bool inside(const float* p, const float* box) {
   return box[0] <= p[0] && p[0] <= box[3] && box[1] <= p[1] && p[1] <= box[4] && box[2] <= p[2] &&
@@ -101,16 +100,28 @@ class Hits {
     else
       spill_.push_back(key);
   }
-  // Sorts the hits by rank and returns them.
-  std::uint64_t* sorted() {
+  void append(const std::uint64_t* keys, std::size_t n) {
+    for (std::size_t i = 0; i < n; ++i) push_back(keys[i]);
+  }
+  // Sorts the hits by rank and returns them; `rankBits` bounds the ranks.
+  std::uint64_t* sorted(int rankBits) {
+    std::uint64_t* keys = inline_;
+    std::size_t n = size_;
     if (!spill_.empty()) {
       spill_.insert(spill_.end(), inline_, inline_ + size_);
       size_ = 0;
-      std::sort(spill_.begin(), spill_.end());
-      return spill_.data();
+      keys = spill_.data();
+      n = spill_.size();
     }
-    std::sort(inline_, inline_ + size_);
-    return inline_;
+    if (n < kRadixFrom) {
+      std::sort(keys, keys + n);
+      return keys;
+    }
+    if (spill_.empty()) return radixSort(keys, scratch_, n, rankBits);
+    std::vector<std::uint64_t> scratch(n);
+    std::uint64_t* result = radixSort(keys, scratch.data(), n, rankBits);
+    if (result != keys) std::copy(result, result + n, keys);
+    return keys;
   }
   std::size_t size() const { return size_ + spill_.size(); }
   // The key of least rank. Precondition: size() > 0.
@@ -122,7 +133,35 @@ class Hits {
 
  private:
   static constexpr std::size_t kInline = 512;
+  // From this many hits on, a radix sort on the rank bytes beats comparison sorting.
+  static constexpr std::size_t kRadixFrom = 64;
+
+  // Least significant digit first, one byte of the rank per pass, skipping bytes that all keys
+  // share. Returns whichever of keys and scratch holds the result.
+  static std::uint64_t* radixSort(std::uint64_t* keys, std::uint64_t* scratch, std::size_t n,
+                                  int rankBits) {
+    const int passes = (rankBits + 7) / 8;
+    std::uint32_t counts[4][256] = {};
+    for (std::size_t i = 0; i < n; ++i)
+      for (int d = 0; d < passes; ++d) ++counts[d][(keys[i] >> (32 + 8 * d)) & 0xff];
+    for (int d = 0; d < passes; ++d) {
+      std::uint32_t* count = counts[d];
+      if (count[(keys[0] >> (32 + 8 * d)) & 0xff] == n) continue;
+      std::uint32_t sum = 0;
+      for (int b = 0; b < 256; ++b) {
+        const std::uint32_t c = count[b];
+        count[b] = sum;
+        sum += c;
+      }
+      for (std::size_t i = 0; i < n; ++i)
+        scratch[count[(keys[i] >> (32 + 8 * d)) & 0xff]++] = keys[i];
+      std::swap(keys, scratch);
+    }
+    return keys;
+  }
+
   std::uint64_t inline_[kInline];
+  std::uint64_t scratch_[kInline];
   std::size_t size_ = 0;
   std::vector<std::uint64_t> spill_;
 };
@@ -135,7 +174,8 @@ int indexOf(std::uint64_t key) {
 class CacheSearch {
  public:
   CacheSearch(const KDTreeImpl& t, const float* box, Hits& hits)
-      : points_(t.cachePoints.data()),
+      : xyz_(t.cacheXyz.data()),
+        keys_(t.cacheKeys.data()),
         splits_(t.cacheSplits.data()),
         axes_(t.cacheAxes.data()),
         depth_(t.cacheDepth),
@@ -148,19 +188,15 @@ class CacheSearch {
   }
 
  private:
-  void add(const Point& p) {
-    hits_.push_back(std::uint64_t{p.rank} << 32 | static_cast<std::uint32_t>(p.index));
-  }
-
   // Node k holds points [lo, hi), all inside `cell`.
   void visit(std::size_t k, std::uint32_t lo, std::uint32_t hi, int level, float* cell) {
     if (contains(box_, cell)) {
-      for (std::uint32_t p = lo; p < hi; ++p) add(points_[p]);
+      hits_.append(keys_ + lo, hi - lo);
       return;
     }
     if (level == depth_) {
       for (std::uint32_t p = lo; p < hi; ++p)
-        if (inside(points_[p].xyz, box_)) add(points_[p]);
+        if (inside(xyz_ + 3 * std::size_t{p}, box_)) hits_.push_back(keys_[p]);
       return;
     }
     const int axis = axes_[k];
@@ -179,7 +215,8 @@ class CacheSearch {
     }
   }
 
-  const Point* points_;
+  const float* xyz_;
+  const std::uint64_t* keys_;
   const float* splits_;
   const std::uint8_t* axes_;
   int depth_;
@@ -229,7 +266,10 @@ void KDTree::searchAll(const float* /*points*/, const float* const box,
   if (t.prepareCache()) {
     Hits hits;
     CacheSearch(t, box, hits);
-    const std::uint64_t* keys = hits.sorted();
+    int rankBits = 1;
+    while (rankBits < 31 && (std::uint32_t{1} << rankBits) < static_cast<std::uint32_t>(t.count))
+      ++rankBits;
+    const std::uint64_t* keys = hits.sorted(rankBits);
     const std::size_t n = hits.size(), old = result.size();
     result.resize(old + n);
     for (std::size_t h = 0; h < n; ++h) result[old + h] = indexOf(keys[h]);

@@ -67,12 +67,13 @@ class KDTreeImpl : public kr::ImplBase {
   bool hasNaN = false;     // a NaN coordinate was inserted: searches always walk the nodes
 
   // Search cache, rebuilt by const searches (objects are used from one thread at a time).
-  mutable std::vector<Point> cachePoints;       // grouped by leaf
-  mutable std::vector<float> cacheSplits;       // split value of each inner node
-  mutable std::vector<std::uint8_t> cacheAxes;  // split axis of each inner node
-  mutable int cacheDepth = 0;                   // levels of inner nodes
-  mutable float cacheBounds[6] = {};            // bounding box of all points
-  mutable int cachedCount = 0;                  // count when the cache was built
+  mutable std::vector<float> cacheXyz;           // coordinates of the points, grouped by leaf
+  mutable std::vector<std::uint64_t> cacheKeys;  // rank << 32 | index of the same points
+  mutable std::vector<float> cacheSplits;        // split value of each inner node
+  mutable std::vector<std::uint8_t> cacheAxes;   // split axis of each inner node
+  mutable int cacheDepth = 0;                    // levels of inner nodes
+  mutable float cacheBounds[6] = {};             // bounding box of all points
+  mutable int cachedCount = 0;                   // count when the cache was built
   mutable bool cacheFresh = false;
   mutable std::int64_t staleWork = 0;
 };
