@@ -19,6 +19,12 @@ bool inside(const float* p, const float* box) {
          p[2] <= box[5];
 }
 
+// inside() evaluated in full, as 0 or 1, for branch-free filtering.
+std::size_t insideFlag(const float* p, const float* box) {
+  return std::size_t{box[0] <= p[0]} & std::size_t{p[0] <= box[3]} & std::size_t{box[1] <= p[1]} &
+         std::size_t{p[1] <= box[4]} & std::size_t{box[2] <= p[2]} & std::size_t{p[2] <= box[5]};
+}
+
 bool overlaps(const float* b, const float* box) {
   return box[0] <= b[3] && b[0] <= box[3] && box[1] <= b[4] && b[1] <= box[4] && box[2] <= b[5] &&
          b[2] <= box[5];
@@ -101,8 +107,16 @@ class Hits {
       spill_.push_back(key);
   }
   void append(const std::uint64_t* keys, std::size_t n) {
+    if (size_ + n <= kInline) {
+      std::copy(keys, keys + n, inline_ + size_);
+      size_ += n;
+      return;
+    }
     for (std::size_t i = 0; i < n; ++i) push_back(keys[i]);
   }
+  // Room for n more keys in the inline buffer, or null; commit(m) keeps the first m written.
+  std::uint64_t* room(std::size_t n) { return size_ + n <= kInline ? inline_ + size_ : nullptr; }
+  void commit(std::size_t m) { size_ += m; }
   // Sorts the hits by rank and returns them; `rankBits` bounds the ranks.
   std::uint64_t* sorted(int rankBits) {
     std::uint64_t* keys = inline_;
@@ -185,18 +199,64 @@ class CacheSearch {
     float cell[6];
     std::copy(t.cacheBounds, t.cacheBounds + 6, cell);
     visit(0, 0, static_cast<std::uint32_t>(t.count), 0, cell);
+    while (queued_ > 0) take(queue_[(next_ + kQueue - queued_--) % kQueue]);
   }
 
  private:
+  // A run of points found by the walk: all inside the box, or to be tested one by one.
+  struct Run {
+    std::uint32_t lo, hi;
+    bool all;
+  };
+  // Runs wait in a short queue with their first cache lines requested, so that the misses of
+  // several runs overlap instead of each stalling the walk.
+  static constexpr std::size_t kQueue = 8;
+
+  void take(const Run& r) {
+    if (r.all) {
+      hits_.append(keys_ + r.lo, r.hi - r.lo);
+      return;
+    }
+    if (std::uint64_t* out = hits_.room(r.hi - r.lo)) {
+      // Without branches: about half the tests of a run that straddles the box fail.
+      std::size_t m = 0;
+      for (std::uint32_t p = r.lo; p < r.hi; ++p) {
+        out[m] = keys_[p];
+        m += insideFlag(xyz_ + 3 * std::size_t{p}, box_);
+      }
+      hits_.commit(m);
+      return;
+    }
+    for (std::uint32_t p = r.lo; p < r.hi; ++p)
+      if (inside(xyz_ + 3 * std::size_t{p}, box_)) hits_.push_back(keys_[p]);
+  }
+
+  void enqueue(const Run& r) {
+#if defined(__GNUC__)
+    // The keys of every run; the coordinates of a run to be tested.
+    __builtin_prefetch(keys_ + r.lo);
+    __builtin_prefetch(keys_ + r.hi - 1);
+    if (!r.all) {
+      __builtin_prefetch(xyz_ + 3 * std::size_t{r.lo});
+      __builtin_prefetch(xyz_ + 3 * std::size_t{r.hi} - 1);
+    }
+#endif
+    if (queued_ == kQueue)
+      take(queue_[next_]);
+    else
+      ++queued_;
+    queue_[next_] = r;
+    next_ = (next_ + 1) % kQueue;
+  }
+
   // Node k holds points [lo, hi), all inside `cell`.
   void visit(std::size_t k, std::uint32_t lo, std::uint32_t hi, int level, float* cell) {
     if (contains(box_, cell)) {
-      hits_.append(keys_ + lo, hi - lo);
+      if (hi > lo) enqueue({lo, hi, true});
       return;
     }
     if (level == depth_) {
-      for (std::uint32_t p = lo; p < hi; ++p)
-        if (inside(xyz_ + 3 * std::size_t{p}, box_)) hits_.push_back(keys_[p]);
+      if (hi > lo) enqueue({lo, hi, false});
       return;
     }
     const int axis = axes_[k];
@@ -222,6 +282,9 @@ class CacheSearch {
   int depth_;
   const float* box_;
   Hits& hits_;
+  Run queue_[kQueue];
+  std::size_t next_ = 0;    // where the next run goes; the oldest when the queue is full
+  std::size_t queued_ = 0;  // runs waiting
 };
 
 }  // namespace
