@@ -155,7 +155,8 @@ class Hits {
   static std::uint64_t* radixSort(std::uint64_t* keys, std::uint64_t* scratch, std::size_t n,
                                   int rankBits) {
     const int passes = (rankBits + 7) / 8;
-    std::uint32_t counts[4][256] = {};
+    std::uint32_t counts[4][256];
+    std::fill(counts[0], counts[0] + 256 * passes, 0u);
     for (std::size_t i = 0; i < n; ++i)
       for (int d = 0; d < passes; ++d) ++counts[d][(keys[i] >> (32 + 8 * d)) & 0xff];
     for (int d = 0; d < passes; ++d) {
