@@ -250,61 +250,56 @@ def sizes(large):
     return [1000000, 10000000] if large else [1000000]
 
 
+CGAL_COLUMNS = ["case", "krGeom warm", "krGeom cold", "CGAL warm", "ratio", "CGAL cold", "ratio"]
+
+
+def against_cgal(run, binary, title, intro, cases, cold):
+    """A table of krGeom against CGAL. cases: (label, our benchmark, CGAL's or None, counter,
+    unit)."""
+    t = Table(title, intro, CGAL_COLUMNS)
+    for label, ours, peer, key, unit in cases:
+        peers = [("CGAL", peer)] if peer else []
+        peer_rows(run, t, binary, [(label, ours, peers)], key, unit, cold)
+    return t
+
+
 def kd_tree(run, peers_bench, cold, large):
-    t = Table("KD-tree", "Insertion in random order (goal at most 0.6 µs per point), then "
-              "10,000 box searches holding about 10 (small) or 200 (large) points, against "
-              "CGAL's `Kd_tree` with `Fuzzy_iso_box` (goal at least 2× faster). Ratio = "
-              "CGAL / krGeom.",
-              ["operation", "krGeom warm", "krGeom cold", "CGAL warm", "ratio", "CGAL cold",
-               "ratio"])
-    binary = os.path.join(peers_bench, "kd_tree_peers_bench")
+    cases = []
     for n in sizes(large):
         for cloud in CLOUDS:
-            ins = f"KdInsert/random/{cloud}/{n}/{n}/real_time"
-            peer_rows(run, t, binary, [(f"insert, {cloud} {n:,}, per point", ins, [])],
-                      "per_point", "ns", cold)
+            cases.append((f"insert, {cloud} {n:,}, per point",
+                          f"KdInsert/random/{cloud}/{n}/{n}/real_time", None, "per_point", "ns"))
             for box in ["small", "large"]:
-                peer_rows(run, t, binary,
-                          [(f"search {box}, {cloud} {n:,}, per box",
-                            f"KdSearch/random/{box}/{cloud}/{n}/{n}/real_time",
-                            [("CGAL", f"CgalKdSearch/{box}/{cloud}/{n}/{n}/real_time")])],
-                          "per_box", "ns", cold)
-    return t
+                cases.append((f"search {box}, {cloud} {n:,}, per box",
+                              f"KdSearch/random/{box}/{cloud}/{n}/{n}/real_time",
+                              f"CgalKdSearch/{box}/{cloud}/{n}/{n}/real_time", "per_box", "ns"))
+    return against_cgal(
+        run, os.path.join(peers_bench, "kd_tree_peers_bench"), "KD-tree",
+        "Insertion in random order (goal at most 0.6 µs per point), then 10,000 box searches "
+        "holding about 10 (small) or 200 (large) points, against CGAL's `Kd_tree` with "
+        "`Fuzzy_iso_box` (goal at least 2× faster). Ratio = CGAL / krGeom.", cases, cold)
 
 
 def octree(run, peers_bench, cold, large):
-    t = Table("Octree", "Building the octree over 1 (and 10) million points, 8, 32 and 64 per "
-              "leaf, against CGAL's `Octree::refine` (goal at least 5× faster, and at most "
-              "25 ns per point for 1 M uniform points with 32 per leaf). ns per point; ratio = "
-              "CGAL / krGeom.",
-              ["points", "krGeom warm", "krGeom cold", "CGAL warm", "ratio", "CGAL cold",
-               "ratio"])
-    binary = os.path.join(peers_bench, "octree_peers_bench")
-    for n in sizes(large):
-        for cloud in CLOUDS:
-            for leaf in [8, 32, 64]:
-                peer_rows(run, t, binary,
-                          [(f"{cloud} {n:,}, {leaf} per leaf",
-                            f"OctreeBuild/{cloud}/{n}/{leaf}/manual_time",
-                            [("CGAL", f"CgalOctreeRefine/{cloud}/{n}/{leaf}/manual_time")])],
-                          "ns_per_pt", "ns", cold)
-    return t
+    cases = [(f"{cloud} {n:,}, {leaf} per leaf", f"OctreeBuild/{cloud}/{n}/{leaf}/manual_time",
+              f"CgalOctreeRefine/{cloud}/{n}/{leaf}/manual_time", "ns_per_pt", "ns")
+             for n in sizes(large) for cloud in CLOUDS for leaf in [8, 32, 64]]
+    return against_cgal(
+        run, os.path.join(peers_bench, "octree_peers_bench"), "Octree",
+        "Building the octree over 1 (and 10) million points, 8, 32 and 64 per leaf, against "
+        "CGAL's `Octree::refine` (goal at least 5× faster, and at most 25 ns per point for "
+        "1 M uniform points with 32 per leaf). ns per point; ratio = CGAL / krGeom.", cases, cold)
 
 
 def quadtree(run, peers_bench, cold, large):
-    t = Table("Quadtree", "Building the quadtree over 1 (and 10) million points against "
-              "CGAL's `Quadtree::refine` (goal at least 5× faster). ms per build; ratio = "
-              "CGAL / krGeom.",
-              ["points", "krGeom warm", "krGeom cold", "CGAL warm", "ratio", "CGAL cold",
-               "ratio"])
-    binary = os.path.join(peers_bench, "quadtree_peers_bench")
-    for n in sizes(large):
-        for cloud in CLOUDS:
-            peer_rows(run, t, binary,
-                      [(f"{cloud} {n:,}", f"Quadtree/{cloud}/{n}/real_time",
-                        [("CGAL", f"CgalQuadtree/{cloud}/{n}/real_time")])],
-                      "real_time", "ms", cold)
-    return t
+    cases = [(f"{cloud} {n:,}", f"Quadtree/{cloud}/{n}/real_time",
+              f"CgalQuadtree/{cloud}/{n}/real_time", "real_time", "ms")
+             for n in sizes(large) for cloud in CLOUDS]
+    return against_cgal(
+        run, os.path.join(peers_bench, "quadtree_peers_bench"), "Quadtree",
+        "Building the quadtree over 1 (and 10) million points against CGAL's "
+        "`Quadtree::refine` (goal at least 5× faster). ms per build; ratio = CGAL / krGeom.",
+        cases, cold)
 
 
 def machine():

@@ -17,11 +17,10 @@ struct Built {
 
 inline Built build(const bench::Torus& torus) {
   Built b{new krGeom::TopoMesh(), {}};
-  b.vertices.reserve(torus.points.size());
-  for (const auto& p : torus.points)
-    b.vertices.push_back(b.mesh->allocVertex(krLinear::Point(p[0], p[1], p[2])));
-  for (const auto& t : torus.triangles)
-    b.mesh->allocTriangle(b.vertices[t[0]], b.vertices[t[1]], b.vertices[t[2]]);
+  krGeom::TopoMesh& m = *b.mesh;
+  b.vertices = addTorus(
+      torus, [&](double x, double y, double z) { return m.allocVertex(krLinear::Point(x, y, z)); },
+      [&](auto u, auto v, auto w) { m.allocTriangle(u, v, w); });
   return b;
 }
 

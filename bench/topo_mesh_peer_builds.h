@@ -28,11 +28,13 @@ inline OBuilt buildOpenMesh(const bench::Torus& torus, bool withStatus) {
     b.mesh->request_edge_status();
     b.mesh->request_face_status();
   }
-  b.vertices.reserve(torus.points.size());
-  for (const auto& p : torus.points)
-    b.vertices.push_back(b.mesh->add_vertex(OMesh::Point(p[0], p[1], p[2])));
-  for (const auto& t : torus.triangles)
-    b.mesh->add_face(b.vertices[t[0]], b.vertices[t[1]], b.vertices[t[2]]);
+  OMesh& m = *b.mesh;
+  b.vertices = addTorus(
+      torus,
+      [&](double x, double y, double z) {
+        return OMesh::VertexHandle(m.add_vertex(OMesh::Point(x, y, z)));
+      },
+      [&](auto u, auto v, auto w) { m.add_face(u, v, w); });
   return b;
 }
 
@@ -46,11 +48,10 @@ struct CBuilt {
 
 inline CBuilt buildCgal(const bench::Torus& torus) {
   CBuilt b{std::make_unique<SMesh>(), {}};
-  b.vertices.reserve(torus.points.size());
-  for (const auto& p : torus.points)
-    b.vertices.push_back(b.mesh->add_vertex(Kernel::Point_3(p[0], p[1], p[2])));
-  for (const auto& t : torus.triangles)
-    b.mesh->add_face(b.vertices[t[0]], b.vertices[t[1]], b.vertices[t[2]]);
+  SMesh& m = *b.mesh;
+  b.vertices = addTorus(
+      torus, [&](double x, double y, double z) { return m.add_vertex(Kernel::Point_3(x, y, z)); },
+      [&](auto u, auto v, auto w) { m.add_face(u, v, w); });
   return b;
 }
 
