@@ -23,11 +23,14 @@ std::size_t slotOf(const void* owner, unsigned shift) noexcept {
 }  // namespace
 
 std::size_t MoveableArrayAllocator::position(const void* owner) const noexcept {
+  // Loops touch one array many times in a row: the last block found is checked first (it
+  // checks itself, so erasing entries never leaves it stale).
+  if (lastPosition_ < blocks_.size() && blocks_[lastPosition_].owner == owner) return lastPosition_;
   if (index_.empty()) return blocks_.size();
   const std::size_t mask = index_.size() - 1;
   for (std::size_t s = slotOf(owner, indexShift_);; s = (s + 1) & mask) {
     const Slot& slot = index_[s];
-    if (slot.owner == owner) return slot.position;
+    if (slot.owner == owner) return lastPosition_ = slot.position;
     if (!slot.owner) return blocks_.size();
   }
 }
@@ -44,7 +47,7 @@ const MoveableArrayAllocator::Block* MoveableArrayAllocator::find(
 }
 
 void MoveableArrayAllocator::addToIndex(std::size_t position) {
-  if (2 * blocks_.size() > index_.size()) {
+  if (4 * blocks_.size() > index_.size()) {  // at most a quarter full: short probes
     rebuildIndex(std::max<std::size_t>(8, 2 * index_.size()));
     return;  // the rebuild recorded every entry, this one included
   }

@@ -78,7 +78,7 @@ class KRGEOM_EXPORT MoveableArrayAllocator : public ArrayAllocator {
   const Block* find(const void* owner) const noexcept;
   // Position of `owner` in blocks_, or blocks_.size() when it has no entry.
   std::size_t position(const void* owner) const noexcept;
-  // Records blocks_[position] in the index, growing it to keep it at most half full.
+  // Records blocks_[position] in the index, growing it to keep it at most a quarter full.
   void addToIndex(std::size_t position);
   // Rebuilds the index from blocks_ with room for `capacity` slots (a power of two).
   void rebuildIndex(std::size_t capacity);
@@ -87,6 +87,7 @@ class KRGEOM_EXPORT MoveableArrayAllocator : public ArrayAllocator {
   std::vector<Block> blocks_;  // in order of first use
   std::vector<Slot> index_;    // open addressing, linear probing; size a power of two or 0
   unsigned indexShift_ = 64;   // 64 - log2(index_.size())
+  mutable std::size_t lastPosition_ = 0;  // where the last lookup found its block
   bool mapped_ = false;
 };
 

@@ -14,8 +14,9 @@
 // Large blocks (4 MiB and more) are mapped straight from the operating system, zero-filled.
 // Past their first 2 MiB, a growing pool commits their pages 2 MiB ahead in one system call
 // (Linux) instead of taking a page fault per 4 KiB, while a pool holding a few items still
-// commits only the pages it touches. Transparent huge pages are not asked for: on the
-// virtual machines measured, fresh huge pages cost several times more than ordinary ones.
+// commits only the pages it touches. Transparent huge pages are not asked for: on the virtual
+// machine this was measured on, the first build in a process took twice as long with them
+// (fresh huge pages are cleared while the host backs them), though later builds were faster.
 // In AddressSanitizer builds freed items are poisoned until they are handed out again.
 // Not copyable; one thread at a time.
 #pragma once
