@@ -28,22 +28,15 @@ def load():
     return " / ".join(f"{x:.2f}" for x in os.getloadavg())
 
 
-def json_docs(text):
-    """The JSON documents of concatenated benchmark outputs."""
-    decoder, docs, at = json.JSONDecoder(), [], 0
-    while True:
-        while at < len(text) and text[at].isspace():
-            at += 1
-        if at >= len(text):
-            return docs
-        doc, at = decoder.raw_decode(text, at)
-        docs.append(doc)
+# Counters that Google Benchmark reports as inverted rates, in seconds per item.
+SECONDS_COUNTERS = {"per_box", "per_point"}
 
 
 def metric(entry, key):
-    """A figure of a benchmark entry: a counter, or the real time in ms."""
+    """A figure of a benchmark entry: a counter (in ns when it counts seconds), or the real time
+    in ms."""
     if key in entry:
-        return float(entry[key])
+        return float(entry[key]) * (1e9 if key in SECONDS_COUNTERS else 1.0)
     scale = {"ns": 1e-6, "us": 1e-3, "ms": 1.0, "s": 1e3}[entry["time_unit"]]
     return float(entry["real_time"]) * scale
 
@@ -53,32 +46,38 @@ class Runner:
         self.args = args
         self.tmp = tempfile.mkdtemp(prefix="krgeom-report-")
 
-    def warm_command(self, binary, pattern, reps=None):
+    def warm_command(self, binary, pattern, reps=None, min_time=None):
         reps = reps or self.args.reps
-        return [binary, f"--benchmark_filter={pattern}", f"--benchmark_repetitions={reps}",
-                "--benchmark_report_aggregates_only=true", "--benchmark_format=json"]
+        cmd = [binary, f"--benchmark_filter={pattern}", f"--benchmark_repetitions={reps}",
+               "--benchmark_report_aggregates_only=true"]
+        if min_time is not None:  # one iteration per repetition for long benchmarks
+            cmd.append(f"--benchmark_min_time={min_time}")
+        return cmd
 
-    def warm(self, binary, pattern, key, reps=None):
+    def warm(self, binary, pattern, key, reps=None, min_time=None):
         """name -> median of `key` over the repetitions, for every benchmark matching."""
-        cmd = self.warm_command(binary, pattern, reps)
+        cmd = self.warm_command(binary, pattern, reps, min_time)
         log(f"warm: {shlex.join(cmd)}  (load {load()})")
-        out = subprocess.run(cmd, check=True, capture_output=True, text=True).stdout
+        # Results go to a file: some benchmarks print lines of their own on standard output.
+        out_file = os.path.join(self.tmp, "warm.json")
+        subprocess.run(cmd + [f"--benchmark_out={out_file}", "--benchmark_out_format=json"],
+                       check=True, stdout=subprocess.DEVNULL)
+        with open(out_file) as f:
+            doc = json.load(f)
         result = {}
-        for doc in json_docs(out):
-            for e in doc["benchmarks"]:
-                if e.get("aggregate_name") == "median":
-                    result[e["run_name"]] = metric(e, key)
-                elif e.get("run_type") == "iteration" and e["run_name"] not in result:
-                    result[e["run_name"]] = metric(e, key)
+        for e in doc["benchmarks"]:
+            if e.get("aggregate_name") == "median":
+                result[e["run_name"]] = metric(e, key)
+            elif e.get("run_type") == "iteration" and e["run_name"] not in result:
+                result[e["run_name"]] = metric(e, key)
         return result, shlex.join(cmd)
 
     def cold_command(self, binary, name):
-        return [binary, f"--benchmark_filter=^{name}$", "--benchmark_min_time=1e-9",
-                "--benchmark_format=json"]
+        return [binary, f"--benchmark_filter=^{name}$", "--benchmark_min_time=1e-9"]
 
-    def hyperfine(self, command, out_file):
-        """Runs `command` (a shell string appending its output to out_file) in fresh processes;
-        returns the whole-process wall times in seconds."""
+    def hyperfine(self, command):
+        """Runs the shell command `command` in fresh processes; returns the whole-process wall
+        times in seconds."""
         export = os.path.join(self.tmp, "hyperfine.json")
         subprocess.run(["hyperfine", "--runs", str(self.args.cold), "--warmup", "0", "--style",
                         "none", "--export-json", export, command], check=True,
@@ -88,13 +87,16 @@ class Runner:
 
     def cold(self, binary, name, key):
         """(min, median, max) of `key` for one benchmark run once in each fresh process."""
-        out_file = os.path.join(self.tmp, "cold.json")
-        open(out_file, "w").close()
+        out_dir = tempfile.mkdtemp(dir=self.tmp)
         cmd = shlex.join(self.cold_command(binary, name))
         log(f"cold: {cmd}  (load {load()})")
-        self.hyperfine(f"{cmd} >> {shlex.quote(out_file)}", out_file)
-        with open(out_file) as f:
-            values = [metric(e, key) for doc in json_docs(f.read()) for e in doc["benchmarks"]]
+        # Each process writes its results to a file of its own.
+        self.hyperfine(f"{cmd} --benchmark_out=$(mktemp -p {shlex.quote(out_dir)}) "
+                       "--benchmark_out_format=json >/dev/null")
+        values = []
+        for name_ in sorted(os.listdir(out_dir)):
+            with open(os.path.join(out_dir, name_)) as f:
+                values += [metric(e, key) for e in json.load(f)["benchmarks"]]
         return spread(values), f'hyperfine --runs {self.args.cold} "{cmd}"'
 
     def cold_program(self, binary, op):
@@ -103,7 +105,7 @@ class Runner:
         open(out_file, "w").close()
         cmd = shlex.join([binary, op])
         log(f"cold: {cmd}  (load {load()})")
-        self.hyperfine(f"{cmd} >> {shlex.quote(out_file)}", out_file)
+        self.hyperfine(f"{cmd} >> {shlex.quote(out_file)}")
         values = []
         with open(out_file) as f:
             for line in f:
@@ -157,12 +159,12 @@ class Table:
         return "\n".join(self.lines + cmds) + "\n"
 
 
-def peer_rows(run, table, binary, rows, key, unit, cold):
+def peer_rows(run, table, binary, rows, key, unit, cold, min_time=None):
     """rows: (label, our benchmark, [(peer label, peer benchmark)]). Ratios are peer / ours,
     so above 1 means krGeom is faster."""
     pattern = "^(" + "|".join(
         [r[1] for r in rows] + [p[1] for r in rows for p in r[2]]) + ")$"
-    warm, cmd = run.warm(binary, pattern, key)
+    warm, cmd = run.warm(binary, pattern, key, min_time=min_time)
     table.command(cmd)
     for label, ours, peers in rows:
         cells = [label, fmt(warm.get(ours), unit)]
@@ -184,16 +186,23 @@ def peer_rows(run, table, binary, rows, key, unit, cold):
 def arrays(run, bench):
     t = Table("Arrays", "`Array<float>` element access through `operator[]`, 4,096 floats per "
               "pass, in a `MoveableArrayAllocator` holding N blocks (goal: 1 and 1,000 blocks "
-              "at most 1.2× apart). Warm medians, ns per pass.",
-              ["storage", "time per pass", "× 1 block"])
+              "at most 1.2× apart); then two arrays read alternately, so that every access looks its "
+              "block up in the hash index. Warm medians of CPU time.",
+              ["storage", "time per pass", "× the fewest blocks"])
     binary = os.path.join(bench, "array_bench")
-    warm, cmd = run.warm(binary, "BM_ArrayIndexedSum", "real_time")
+    warm, cmd = run.warm(binary, "BM_Array(Indexed|Interleaved)Sum", "cpu_time")
     t.command(cmd)
-    one = warm.get("BM_ArrayIndexedSum/1")
-    for arg, label in [(0, "heap buffer"), (1, "1 block"), (2, "2 blocks"), (65, "65 blocks"),
-                       (1000, "1,000 blocks")]:
-        v = warm.get(f"BM_ArrayIndexedSum/{arg}")
-        t.row([label, fmt(v, "ns"), f"{v / one:.2f}" if v and one else "–"])
+    for bench_name, base, cases in [
+            ("BM_ArrayIndexedSum", 1, [(0, "heap buffer"), (1, "1 block"), (2, "2 blocks"),
+                                       (65, "65 blocks"), (1000, "1,000 blocks")]),
+            ("BM_ArrayInterleavedSum", 2, [(0, "two arrays alternating, heap"),
+                                           (2, "two arrays alternating, 2 blocks"),
+                                           (65, "two arrays alternating, 65 blocks"),
+                                           (1000, "two arrays alternating, 1,000 blocks")])]:
+        one = warm.get(f"{bench_name}/{base}")
+        for arg, label in cases:
+            v = warm.get(f"{bench_name}/{arg}")
+            t.row([label, fmt(v, "ns"), f"{v / one:.2f}" if v and one else "–"])
     return t
 
 
@@ -215,8 +224,9 @@ def half_edge(run, peers_bench, release_bench, cold):
                      [("OpenMesh", f"BM_OpenMesh{om}/{size}"), ("CGAL", f"BM_Cgal{cg}/{size}")]))
     # ns_per_face for builds, ns_per_edit for edits: one pass each.
     build_rows, edit_rows = rows[:1], rows[1:]
-    peer_rows(run, t, binary, build_rows, "ns_per_face", "ns", cold)
-    peer_rows(run, t, binary, edit_rows, "ns_per_edit", "ns", cold)
+    # Each iteration builds the million-face torus: one iteration per repetition.
+    peer_rows(run, t, binary, build_rows, "ns_per_face", "ns", cold, min_time=1e-9)
+    peer_rows(run, t, binary, edit_rows, "ns_per_edit", "ns", cold, min_time=1e-9)
     if cold:
         program = os.path.join(peers_bench, "topo_mesh_cold_peers")
         figures = {}
@@ -324,7 +334,8 @@ def main():
     parser.add_argument("--cold", type=int, default=5, help="fresh processes per cold figure")
     parser.add_argument("--no-cold", action="store_true")
     parser.add_argument("--large", action="store_true", help="also 10 million points")
-    parser.add_argument("--only", default="", help="comma-separated families")
+    parser.add_argument("--only", default="",
+                        help="comma-separated families; the others' tables are kept")
     args = parser.parse_args()
     run = Runner(args)
     cold = not args.no_cold
@@ -338,7 +349,34 @@ def main():
         "quadtree": lambda: quadtree(run, args.peers, cold, args.large),
     }
     chosen = [f for f in families if not args.only or f in args.only.split(",")]
-    tables = [families[f]().text() for f in chosen]
+    # With --only, the other families' tables of the existing file are kept, in family order.
+    kept = existing_tables(args.out) if args.only else {}
+    done = {}
+    for family in chosen:
+        done[TITLES[family]] = families[family]().text()
+        tables = [done.get(TITLES[f], kept.get(TITLES[f])) for f in families]
+        write(args, cold, start, [t for t in tables if t])  # survives a later failure
+
+
+TITLES = {"arrays": "Arrays", "half-edge": "Half-edge mesh", "log": "Transaction log",
+          "kd-tree": "KD-tree", "octree": "Octree", "quadtree": "Quadtree"}
+
+
+def existing_tables(path):
+    """Title -> text of each "## " section of an earlier report."""
+    try:
+        with open(path) as f:
+            text = f.read()
+    except OSError:
+        return {}
+    sections = {}
+    for part in text.split("\n## ")[1:]:
+        title = part.split("\n", 1)[0].strip()
+        sections[title] = "## " + part.rstrip("\n") + "\n"
+    return sections
+
+
+def write(args, cold, start, tables):
     header = [
         "# Benchmark figures", "",
         "Written by `bench/report.sh`; do not edit by hand (hand-written analysis lives in "
@@ -353,7 +391,7 @@ def main():
         "- Ratios are peer / krGeom: above 1 means krGeom is faster.", ""]
     with open(args.out, "w") as f:
         f.write("\n".join(header) + "\n" + "\n".join(tables))
-    log(f"wrote {args.out}")
+    log(f"wrote {args.out} ({len(tables)} tables)")
 
 
 if __name__ == "__main__":
