@@ -70,11 +70,15 @@ void MoveableArrayAllocator::rebuildIndex(std::size_t capacity) {
 }
 
 const void* MoveableArrayAllocator::get(const void* owner) const {
+  if (lastPosition_ < blocks_.size() && blocks_[lastPosition_].owner == owner)
+    return blocks_[lastPosition_].address;
   const Block* b = find(owner);
   return b ? b->address : nullptr;
 }
 
 void* MoveableArrayAllocator::get(const void* owner) {
+  if (lastPosition_ < blocks_.size() && blocks_[lastPosition_].owner == owner)
+    return blocks_[lastPosition_].address;
   Block* b = find(owner);
   return b ? b->address : nullptr;
 }
