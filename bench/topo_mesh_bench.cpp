@@ -3,6 +3,7 @@
 // topo_mesh_torus.h). Reports ns_per_face for building and ns_per_edit for the edits, in thread
 // CPU time; only the building or the edit loop is timed, never the set-up or the mesh's
 // destruction. BM_TopoMeshRecordPools measures the memory part of building on its own.
+#include "topo_mesh_build.h"
 #include "topo_mesh_torus.h"
 
 #include <geom/topology/topo_mesh.h>
@@ -11,29 +12,15 @@
 
 #include <benchmark/benchmark.h>
 
-#include <cstring>
 #include <vector>
 
 namespace {
 
+using bench::build;
+using bench::Built;
 using krGeom::TopoMesh;
 using krGeom::TopoMeshEdge;
 using krGeom::TopoMeshVertex;
-
-struct Built {
-  kr::Reference<TopoMesh> mesh;
-  std::vector<TopoMeshVertex> vertices;
-};
-
-Built build(const bench::Torus& torus) {
-  Built b{new TopoMesh(), {}};
-  b.vertices.reserve(torus.points.size());
-  for (const auto& p : torus.points)
-    b.vertices.push_back(b.mesh->allocVertex(krLinear::Point(p[0], p[1], p[2])));
-  for (const auto& t : torus.triangles)
-    b.mesh->allocTriangle(b.vertices[t[0]], b.vertices[t[1]], b.vertices[t[2]]);
-  return b;
-}
 
 std::vector<TopoMeshEdge> resolve(const Built& b, const std::vector<std::pair<int, int>>& pairs) {
   std::vector<TopoMeshEdge> edges;
@@ -71,9 +58,9 @@ void BM_TopoMeshBuild(benchmark::State& state) {
 BENCHMARK(BM_TopoMeshBuild)->Apply(bench::torusSizes);
 
 // The memory part of building alone: the records the build takes from pools like the mesh's,
-// half-edges zero-filled as the mesh fills them, nothing linked. With records of 344 to 376
-// bytes this is a floor for BM_TopoMeshBuild set by fresh pages (faults and the kernel's
-// clearing) and memory bandwidth.
+// half-edges zero-filled as the mesh asks for them (fresh pool pages are zero already), nothing
+// linked. With records of 344 to 376 bytes (1.7 GB for the large torus) this is a floor for
+// BM_TopoMeshBuild set by fresh pages: faults and the kernel's clearing.
 void BM_TopoMeshRecordPools(benchmark::State& state) {
   const std::size_t faces = 2 * static_cast<std::size_t>(state.range(0)) * state.range(1);
   double seconds = 0;
@@ -88,7 +75,8 @@ void BM_TopoMeshRecordPools(benchmark::State& state) {
       for (std::size_t f = 0; f < faces; ++f) {
         if (f % 2 == 0)
           static_cast<krGeom::TopoMeshVertexData*>(vertices.alloc())->firstEdge = nullptr;
-        for (int k = 0; k < 3; ++k) std::memset(edges.alloc(), 0, sizeof(krGeom::TopoMeshEdgeData));
+        for (int k = 0; k < 3; ++k)
+          static_cast<krGeom::TopoMeshEdgeData*>(edges.allocZeroed())->vertex = nullptr;
         static_cast<krGeom::TopoMeshFaceData*>(records.alloc())->firstEdge = nullptr;
       }
     });

@@ -6,12 +6,9 @@
 // Checks match what TopoMesh does: swapEdge refuses a flip that would duplicate an edge, so
 // OpenMesh runs is_flip_ok first and CGAL looks the new edge up; collapseEdge and subdivideEdge
 // check nothing, so neither do the peers.
+#include "topo_mesh_peer_builds.h"
 #include "topo_mesh_torus.h"
 
-#include <OpenMesh/Core/Mesh/TriMesh_ArrayKernelT.hh>
-
-#include <CGAL/Simple_cartesian.h>
-#include <CGAL/Surface_mesh.h>
 #include <CGAL/boost/graph/Euler_operations.h>
 
 #include <benchmark/benchmark.h>
@@ -21,29 +18,15 @@
 
 namespace {
 
+using bench::buildCgal;
+using bench::buildOpenMesh;
+using bench::CBuilt;
+using bench::Kernel;
+using bench::OBuilt;
+using bench::OMesh;
+using bench::SMesh;
+
 // ---- OpenMesh ----
-
-using OMesh = OpenMesh::TriMesh_ArrayKernelT<>;
-
-struct OBuilt {
-  std::unique_ptr<OMesh> mesh;
-  std::vector<OMesh::VertexHandle> vertices;
-};
-
-OBuilt buildOpenMesh(const bench::Torus& torus, bool withStatus) {
-  OBuilt b{std::make_unique<OMesh>(), {}};
-  if (withStatus) {  // collapse needs deletion flags
-    b.mesh->request_vertex_status();
-    b.mesh->request_edge_status();
-    b.mesh->request_face_status();
-  }
-  b.vertices.reserve(torus.points.size());
-  for (const auto& p : torus.points)
-    b.vertices.push_back(b.mesh->add_vertex(OMesh::Point(p[0], p[1], p[2])));
-  for (const auto& t : torus.triangles)
-    b.mesh->add_face(b.vertices[t[0]], b.vertices[t[1]], b.vertices[t[2]]);
-  return b;
-}
 
 void BM_OpenMeshBuild(benchmark::State& state) {
   const bench::Torus torus = bench::makeTorus(state.range(0), state.range(1));
@@ -118,24 +101,6 @@ void BM_OpenMeshCollapse(benchmark::State& state) {
 BENCHMARK(BM_OpenMeshCollapse)->Apply(bench::torusSizes);
 
 // ---- CGAL ----
-
-using Kernel = CGAL::Simple_cartesian<double>;
-using SMesh = CGAL::Surface_mesh<Kernel::Point_3>;
-
-struct CBuilt {
-  std::unique_ptr<SMesh> mesh;
-  std::vector<SMesh::Vertex_index> vertices;
-};
-
-CBuilt buildCgal(const bench::Torus& torus) {
-  CBuilt b{std::make_unique<SMesh>(), {}};
-  b.vertices.reserve(torus.points.size());
-  for (const auto& p : torus.points)
-    b.vertices.push_back(b.mesh->add_vertex(Kernel::Point_3(p[0], p[1], p[2])));
-  for (const auto& t : torus.triangles)
-    b.mesh->add_face(b.vertices[t[0]], b.vertices[t[1]], b.vertices[t[2]]);
-  return b;
-}
 
 void BM_CgalBuild(benchmark::State& state) {
   const bench::Torus torus = bench::makeTorus(state.range(0), state.range(1));

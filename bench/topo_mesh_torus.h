@@ -97,6 +97,17 @@ inline Torus makeTorus(int nu, int nv) {
   return t;
 }
 
+// Builds the torus face by face in any mesh: vertex(x, y, z) for every point, in order, then
+// face(a, b, c) for every triangle with the handles vertex() returned. Returns those handles.
+template <class Vertex, class Face>
+auto addTorus(const Torus& t, Vertex vertex, Face face) {
+  std::vector<decltype(vertex(0.0, 0.0, 0.0))> handles;
+  handles.reserve(t.points.size());
+  for (const auto& p : t.points) handles.push_back(vertex(p[0], p[1], p[2]));
+  for (const auto& tri : t.triangles) face(handles[tri[0]], handles[tri[1]], handles[tri[2]]);
+  return handles;
+}
+
 // The midpoint of two grid vertices, where the subdivision benchmarks put their new vertices.
 inline std::array<double, 3> midpoint(const Torus& t, int a, int b) {
   const auto& p = t.points[a];

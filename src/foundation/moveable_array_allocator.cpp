@@ -3,6 +3,7 @@
 #include <kr/moveable.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 
 namespace krGeom {
@@ -11,27 +12,73 @@ MoveableArrayAllocator::MoveableArrayAllocator(krOS::MoveableAllocator& chunks) 
 
 MoveableArrayAllocator::~MoveableArrayAllocator() = default;
 
-MoveableArrayAllocator::Block* MoveableArrayAllocator::find(const void* owner) noexcept {
-  for (Block& b : blocks_) {
-    if (b.owner == owner) return &b;
+namespace {
+
+// Fibonacci hashing of the owner's address; the top bits pick the slot.
+std::size_t slotOf(const void* owner, unsigned shift) noexcept {
+  return std::size_t(
+      (std::uint64_t(reinterpret_cast<std::uintptr_t>(owner)) * 0x9E3779B97F4A7C15ull) >> shift);
+}
+
+}  // namespace
+
+std::size_t MoveableArrayAllocator::position(const void* owner) const noexcept {
+  // Loops touch one array many times in a row: the last block found is checked first (it
+  // checks itself, so erasing entries never leaves it stale).
+  if (lastPosition_ < blocks_.size() && blocks_[lastPosition_].owner == owner) return lastPosition_;
+  if (index_.empty()) return blocks_.size();
+  const std::size_t mask = index_.size() - 1;
+  for (std::size_t s = slotOf(owner, indexShift_);; s = (s + 1) & mask) {
+    const Slot& slot = index_[s];
+    if (slot.owner == owner) return lastPosition_ = slot.position;
+    if (!slot.owner) return blocks_.size();
   }
-  return nullptr;
+}
+
+MoveableArrayAllocator::Block* MoveableArrayAllocator::find(const void* owner) noexcept {
+  const std::size_t i = position(owner);
+  return i < blocks_.size() ? &blocks_[i] : nullptr;
 }
 
 const MoveableArrayAllocator::Block* MoveableArrayAllocator::find(
     const void* owner) const noexcept {
-  for (const Block& b : blocks_) {
-    if (b.owner == owner) return &b;
+  const std::size_t i = position(owner);
+  return i < blocks_.size() ? &blocks_[i] : nullptr;
+}
+
+void MoveableArrayAllocator::addToIndex(std::size_t position) {
+  if (4 * blocks_.size() > index_.size()) {  // at most a quarter full: short probes
+    rebuildIndex(std::max<std::size_t>(8, 2 * index_.size()));
+    return;  // the rebuild recorded every entry, this one included
   }
-  return nullptr;
+  const std::size_t mask = index_.size() - 1;
+  std::size_t s = slotOf(blocks_[position].owner, indexShift_);
+  while (index_[s].owner) s = (s + 1) & mask;
+  index_[s] = Slot{blocks_[position].owner, position};
+}
+
+void MoveableArrayAllocator::rebuildIndex(std::size_t capacity) {
+  index_.assign(capacity, Slot{nullptr, 0});
+  indexShift_ = 64;
+  for (std::size_t c = capacity; c > 1; c >>= 1) --indexShift_;
+  const std::size_t mask = capacity - 1;
+  for (std::size_t i = 0; i < blocks_.size(); ++i) {
+    std::size_t s = slotOf(blocks_[i].owner, indexShift_);
+    while (index_[s].owner) s = (s + 1) & mask;
+    index_[s] = Slot{blocks_[i].owner, i};
+  }
 }
 
 const void* MoveableArrayAllocator::get(const void* owner) const {
+  if (lastPosition_ < blocks_.size() && blocks_[lastPosition_].owner == owner)
+    return blocks_[lastPosition_].address;
   const Block* b = find(owner);
   return b ? b->address : nullptr;
 }
 
 void* MoveableArrayAllocator::get(const void* owner) {
+  if (lastPosition_ < blocks_.size() && blocks_[lastPosition_].owner == owner)
+    return blocks_[lastPosition_].address;
   Block* b = find(owner);
   return b ? b->address : nullptr;
 }
@@ -41,6 +88,7 @@ void MoveableArrayAllocator::resize(const void* owner, std::size_t bytes) {
   if (!b) {
     if (bytes == 0) return;
     blocks_.push_back(Block{owner, nullptr, 0, nullptr});
+    addToIndex(blocks_.size() - 1);
     b = &blocks_.back();
   }
   if (b->size == bytes) return;
@@ -61,9 +109,11 @@ void MoveableArrayAllocator::resize(const void* owner, std::size_t bytes) {
 }
 
 void MoveableArrayAllocator::free(const void* owner) {
-  auto it = std::find_if(blocks_.begin(), blocks_.end(),
-                         [owner](const Block& b) { return b.owner == owner; });
-  if (it != blocks_.end()) blocks_.erase(it);
+  const std::size_t i = position(owner);
+  if (i == blocks_.size()) return;
+  blocks_.erase(blocks_.begin() + std::ptrdiff_t(i));
+  // The entries after it moved down one place; erasing is linear in the table anyway.
+  rebuildIndex(index_.size());
 }
 
 void MoveableArrayAllocator::map() {

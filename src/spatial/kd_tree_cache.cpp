@@ -73,19 +73,19 @@ void KDTreeImpl::buildCache() const {
     a[i] = 1 + (node.low ? a[node.low] : 0) + (node.high ? a[node.high] : 0);
   }
   if (n) a[0] = 0;
-  cachePoints.resize(n);
+  std::vector<Point> points(n);
   constexpr float inf = std::numeric_limits<float>::infinity();
   float bounds[6] = {inf, inf, inf, -inf, -inf, -inf};
   for (std::uint32_t i = 0; i < n; ++i) {
     const Node& node = nodes[i];
+    const float* p = xyz.get() + 3 * std::size_t{i};
     const std::uint32_t rank = a[i];
     const std::uint32_t lowSize = node.low ? a[node.low] : 0;
     if (node.low) a[node.low] = rank + 1;
     if (node.high) a[node.high] = rank + 1 + lowSize;
-    cachePoints[i] = Point{{node.xyz[0], node.xyz[1], node.xyz[2]}, node.index, rank};
+    points[i] = Point{{p[0], p[1], p[2]}, node.index, rank};
     for (int k = 0; k < 3; ++k)
-      bounds[k] = std::min(bounds[k], node.xyz[k]),
-      bounds[3 + k] = std::max(bounds[3 + k], node.xyz[k]);
+      bounds[k] = std::min(bounds[k], p[k]), bounds[3 + k] = std::max(bounds[3 + k], p[k]);
   }
   std::copy(bounds, bounds + 6, cacheBounds);
 
@@ -95,8 +95,15 @@ void KDTreeImpl::buildCache() const {
   const std::size_t inner = (std::size_t{1} << depth) - 1;
   cacheSplits.resize(inner);
   cacheAxes.resize(inner);
-  Builder{cachePoints.data(), cacheSplits.data(), cacheAxes.data(), depth}.build(0, 0, n, 0,
-                                                                                 bounds);
+  Builder{points.data(), cacheSplits.data(), cacheAxes.data(), depth}.build(0, 0, n, 0, bounds);
+  // Searches test coordinates and copy keys: apart, each pass reads only what it uses.
+  cacheXyz.resize(3 * std::size_t{n});
+  cacheKeys.resize(n);
+  for (std::uint32_t i = 0; i < n; ++i) {
+    const Point& p = points[i];
+    std::copy(p.xyz, p.xyz + 3, cacheXyz.data() + 3 * std::size_t{i});
+    cacheKeys[i] = std::uint64_t{p.rank} << 32 | static_cast<std::uint32_t>(p.index);
+  }
 }
 
 }  // namespace krGeom

@@ -32,7 +32,7 @@ TopoMeshFaceData* allocLoop(TopoMeshImpl& m, const TopoMeshVertex* vertices, std
   // half-edge goes first, so the existing one takes its zero metadata.
   for (std::size_t i = 0; i < n; ++i) {
     TopoMeshEdgeData* back = findEdge(vertices[(i + 1) % n].data(), vertices[i].data());
-    if (back) pair(m, edges[i], back);
+    if (back) pairNew(m, edges[i], back);
   }
   return f;
 }

@@ -4,6 +4,7 @@
 #include "topo_mesh_edit.h"
 #include "topo_mesh_log.h"
 
+#include <cstdint>
 #include <cstring>
 
 namespace krGeom {
@@ -108,9 +109,9 @@ TopoMeshVertexData* newVertex(TopoMeshImpl& m, const krLinear::Point& p) {
 }
 
 TopoMeshEdgeData* newEdge(TopoMeshImpl& m) {
-  auto* e = static_cast<TopoMeshEdgeData*>(m.edgePool->alloc());
+  // Zero-filled, so its metadata slots read as tag 0; fresh pool pages are zero already.
+  auto* e = static_cast<TopoMeshEdgeData*>(m.edgePool->allocZeroed());
   m.record(e, eEdgeRecord, eCreated);
-  std::memset(static_cast<void*>(e), 0, sizeof(TopoMeshEdgeData));
   ++m.lists.numEdges;
   append(m, e, m.lists.firstEdge, m.lists.lastEdge);
   return e;
@@ -152,6 +153,21 @@ void pair(TopoMeshImpl& m, TopoMeshEdgeData* first, TopoMeshEdgeData* second) {
   first->twin = second;
   second->twin = first;
   std::memcpy(static_cast<void*>(second->metadata), first->metadata, sizeof(first->metadata));
+}
+
+void pairNew(TopoMeshImpl& m, TopoMeshEdgeData* first, TopoMeshEdgeData* second) {
+  m.recordChange(first);
+  m.recordChange(second);
+  first->twin = second;
+  second->twin = first;
+  const auto* bytes = reinterpret_cast<const unsigned char*>(second->metadata);
+  bool zero = true;
+  for (std::size_t i = 0; i < sizeof(second->metadata) && zero; i += 8) {
+    std::uint64_t word;
+    std::memcpy(&word, bytes + i, 8);
+    zero = word == 0;
+  }
+  if (!zero) std::memset(static_cast<void*>(second->metadata), 0, sizeof(second->metadata));
 }
 
 void setOrigin(TopoMeshImpl& m, TopoMeshEdgeData* e, TopoMeshVertexData* v) {
@@ -234,9 +250,9 @@ Cut cutLoop(TopoMeshImpl& m, TopoMeshEdgeData* e1, TopoMeshEdgeData* e2, bool yF
   y->face = f;
   setFirstEdge(m, f, y);
   if (yFirst)
-    pair(m, y, x);
+    pairNew(m, y, x);
   else
-    pair(m, x, y);
+    pairNew(m, x, y);
   return cut;
 }
 

@@ -145,4 +145,29 @@ TEST(MoveableArrayAllocator, BlocksKeepTheirPrefixAndLeaveOnlyThroughFree) {
   EXPECT_EQ(pool.numChunks(), 0u);
 }
 
+// Many keys, some freed out of the middle: every remaining key still finds its own block.
+TEST(MoveableArrayAllocator, ManyBlocksEachFoundAfterFreesInTheMiddle) {
+  krOS::MoveableAllocator pool;
+  krGeom::MoveableArrayAllocator store(pool);
+  std::vector<int> keys(300);
+  for (std::size_t i = 0; i < keys.size(); ++i) {
+    store.resize(&keys[i], sizeof(int));
+    *static_cast<int*>(store.get(&keys[i])) = int(i);
+  }
+  for (std::size_t i = 0; i < keys.size(); i += 3) store.free(&keys[i]);
+  EXPECT_EQ(store.numBlocks(), 200u);
+  for (std::size_t i = 0; i < keys.size(); ++i) {
+    const void* block = static_cast<const krGeom::MoveableArrayAllocator&>(store).get(&keys[i]);
+    if (i % 3 == 0) {
+      EXPECT_EQ(block, nullptr) << i;
+    } else {
+      ASSERT_NE(block, nullptr) << i;
+      EXPECT_EQ(*static_cast<const int*>(block), int(i)) << i;
+    }
+  }
+  store.resize(&keys[0], sizeof(int));  // a freed key comes back as a new entry
+  EXPECT_EQ(store.numBlocks(), 201u);
+  EXPECT_NE(store.get(&keys[0]), nullptr);
+}
+
 }  // namespace

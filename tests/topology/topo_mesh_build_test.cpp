@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include <cstring>
 
 namespace {
@@ -61,6 +63,22 @@ TEST(TopoMeshBuildTest, SizesLoopsFirstEdgesAndCreationOrder) {
   EXPECT_EQ(chain(mesh.firstEdge()), (std::vector<TopoMeshEdge>{e0, e0.next(), e0.prev()}));
   EXPECT_EQ(t.c.firstEdge(), e0.prev());
   EXPECT_EQ(e0.getMetadata(7).type(), BlindData::eUndefined);  // new half-edges are zeroed
+}
+
+// Half-edge records that go back to the pool come out zero-filled again, not as they were left.
+TEST(TopoMeshBuildTest, RecycledHalfEdgesReadAsZeroMetadata) {
+  TopoMesh mesh;
+  Square q = square(mesh);
+  TopoMeshFace f = mesh.allocTriangle(q.a, q.b, q.c);
+  std::vector<TopoMeshEdge> old = {f.firstEdge(), f.firstEdge().next(), f.firstEdge().prev()};
+  for (TopoMeshEdge e : old) e.setMetadata(3, BlindData(2.5));
+  mesh.deleteFace(f);
+  TopoMeshFace g = mesh.allocTriangle(q.a, q.b, q.c);
+  TopoMeshEdge e = g.firstEdge();
+  for (int k = 0; k < 3; ++k, e = e.next()) {
+    EXPECT_NE(std::find(old.begin(), old.end(), e), old.end());  // a recycled record
+    EXPECT_EQ(e.getMetadata(3).type(), BlindData::eUndefined);
+  }
 }
 
 TEST(TopoMeshBuildTest, AttachingAFaceOverwritesTheExistingHalfMetadata) {

@@ -9,7 +9,8 @@
 //   static_cast<krGeom::MoveableArrayAllocator&>(*store).unmap();   // park every block
 //   static_cast<krGeom::MoveableArrayAllocator&>(*store).map();     // before the next use
 //
-// Lookups are linear in the number of blocks. One thread at a time.
+// Lookups go through a hash index of the owners, so element access costs the same whatever the
+// number of blocks. One thread at a time.
 #pragma once
 
 #include <geom/export.h>
@@ -68,11 +69,25 @@ class KRGEOM_EXPORT MoveableArrayAllocator : public ArrayAllocator {
     std::uint64_t size;
     void* address;  // null while unmapped or empty
   };
+  // A slot of the owner index: the key and its position in blocks_ (owner null: empty slot).
+  struct Slot {
+    const void* owner;
+    std::size_t position;
+  };
   Block* find(const void* owner) noexcept;
   const Block* find(const void* owner) const noexcept;
+  // Position of `owner` in blocks_, or blocks_.size() when it has no entry.
+  std::size_t position(const void* owner) const noexcept;
+  // Records blocks_[position] in the index, growing it to keep it at most a quarter full.
+  void addToIndex(std::size_t position);
+  // Rebuilds the index from blocks_ with room for `capacity` slots (a power of two).
+  void rebuildIndex(std::size_t capacity);
 
   krOS::MoveableAllocator& chunks_;
   std::vector<Block> blocks_;  // in order of first use
+  std::vector<Slot> index_;    // open addressing, linear probing; size a power of two or 0
+  unsigned indexShift_ = 64;   // 64 - log2(index_.size())
+  mutable std::size_t lastPosition_ = 0;  // where the last lookup found its block
   bool mapped_ = false;
 };
 

@@ -4,6 +4,7 @@
 
 #include <cassert>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 #include <new>
 
@@ -32,8 +33,8 @@ constexpr std::size_t kAlign = alignof(std::max_align_t);
 
 // Blocks from this size on are mapped from the system rather than taken from the heap.
 constexpr std::size_t kMapThreshold = std::size_t{4} << 20;
-// The size (and alignment) of a transparent huge page on x86-64 and most AArch64 kernels.
-constexpr std::size_t kHugePage = std::size_t{2} << 20;
+// Past the first this many bytes of a mapped block, pages are committed this many at a time.
+constexpr std::size_t kPopulateStep = std::size_t{2} << 20;
 
 // Room for the free-list link, rounded up so that every item of a block stays aligned.
 std::size_t strideFor(std::size_t itemSize) {
@@ -48,26 +49,24 @@ std::size_t mappedLength(std::size_t bytes) {
   return (bytes + page - 1) / page * page;
 }
 
-// Maps `bytes` starting on a huge-page boundary (over-maps by one huge page and trims both
-// ends), so that every whole 2 MiB of the block can be a huge page. The first 2 MiB keep
-// ordinary pages: a pool that holds only a few items should not commit a whole huge page.
+// Maps `bytes` of fresh, zero-filled pages.
 std::byte* mapBlock(std::size_t bytes) {
   askSystemMemory(bytes);
-  const std::size_t length = mappedLength(bytes);
-  if (length > std::numeric_limits<std::size_t>::max() - kHugePage) throw std::bad_alloc();
-  const std::size_t span = length + kHugePage;
-  void* p = mmap(nullptr, span, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  void* p = mmap(nullptr, mappedLength(bytes), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS,
+                 -1, 0);
   if (p == MAP_FAILED) throw std::bad_alloc();
-  auto* raw = static_cast<std::byte*>(p);
-  const auto address = reinterpret_cast<std::uintptr_t>(p);
-  const std::size_t head = (kHugePage - address % kHugePage) % kHugePage;
-  if (head) munmap(raw, head);
-  if (span - head > length) munmap(raw + head + length, span - head - length);
-#if defined(MADV_HUGEPAGE)
-  if (length > kHugePage)  // advice only: when refused, the pages stay ordinary
-    madvise(raw + head + kHugePage, length - kHugePage, MADV_HUGEPAGE);
+  return static_cast<std::byte*>(p);
+}
+
+// Commits the pages of [begin, end) in one call rather than one page fault each. Advice only:
+// a kernel without it leaves the pages to fault in one by one.
+void populate(std::byte* begin, std::byte* end) {
+#if defined(MADV_POPULATE_WRITE)
+  madvise(begin, static_cast<std::size_t>(end - begin), MADV_POPULATE_WRITE);
+#else
+  (void)begin;
+  (void)end;
 #endif
-  return raw + head;
 }
 #endif
 
@@ -133,8 +132,12 @@ void FSAllocator::addBlock() {
   // Not value-initialised: the pages of a fresh block stay untouched until items are used.
   if (!block.data) block.data = new std::byte[bytes];
   blocks_.push_back(block);
+  newestMapped_ = block.mapped;
   next_ = block.data;
   end_ = next_ + bytes;
+  // A few items of a mapped block fault in their own pages; past its first step, a growing
+  // pool commits its pages a step ahead.
+  populated_ = block.mapped && bytes > kPopulateStep ? next_ + kPopulateStep : end_;
 }
 
 void FSAllocator::reserve(std::size_t n) {
@@ -161,8 +164,32 @@ void* FSAllocator::alloc() {
     if (next_ == end_) addBlock();
     p = next_;
     next_ += stride_;
+    if (next_ > populated_) [[unlikely]]
+      populateAhead();
   }
   ++live_;
+  return p;
+}
+
+void FSAllocator::populateAhead() {
+#if KR_MAP_LARGE_BLOCKS
+  // populated_ stays page-aligned: the block starts on a page and the step is whole pages (the
+  // system rounds the length up to the page the block's end lies in).
+  std::byte* const stop =
+      end_ - populated_ > std::ptrdiff_t(kPopulateStep) ? populated_ + kPopulateStep : end_;
+  populate(populated_, stop);
+  populated_ = stop;
+#else
+  populated_ = end_;
+#endif
+}
+
+void* FSAllocator::allocZeroed() {
+  if (!freeList_ && next_ == end_) addBlock();
+  // Only never-used items of a mapped block are known to be zero: the system clears fresh pages.
+  const bool zero = !freeList_ && newestMapped_;
+  void* p = alloc();
+  if (!zero) std::memset(p, 0, itemSize_);
   return p;
 }
 

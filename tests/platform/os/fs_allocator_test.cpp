@@ -109,4 +109,31 @@ TEST(SystemMemoryHook, RefusedRequestsThrowAndLeaveTheAllocatorsAsTheyWere) {
   EXPECT_NE(chunk->map(), nullptr);
 }
 
+// allocZeroed writes only what may not be zero: reused items and items of heap blocks. Fresh
+// items of a mapped block stay zero across the steps in which the pool commits their pages.
+TEST(FSAllocator, ZeroedItemsAreZeroWhetherFreshReusedOrFromTheHeap) {
+  auto isZero = [](const void* p, std::size_t n) {
+    const auto* b = static_cast<const unsigned char*>(p);
+    return std::all_of(b, b + n, [](unsigned char c) { return c == 0; });
+  };
+  for (int perBlock : {4, 0x100000}) {  // a heap block, a mapped one
+    krOS::FSAllocator pool(376, perBlock);
+    void* a = pool.alloc();
+    std::memset(a, 0xab, 376);
+    pool.free(a);
+    void* b = pool.allocZeroed();
+    EXPECT_EQ(b, a);
+    EXPECT_TRUE(isZero(b, 376)) << perBlock;
+  }
+  krOS::FSAllocator big(376, 0x4000);  // 6 MiB mapped: three commit steps
+  for (int i = 0; i < 0x4000; ++i) {
+    void* p = big.allocZeroed();
+    ASSERT_TRUE(isZero(p, 376)) << i;
+    std::memset(p, 0xcd, 376);
+  }
+  void* next = big.allocZeroed();  // a new block
+  EXPECT_EQ(big.numBlocks(), 2);
+  EXPECT_TRUE(isZero(next, 376));
+}
+
 }  // namespace
