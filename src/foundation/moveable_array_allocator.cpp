@@ -46,27 +46,27 @@ const MoveableArrayAllocator::Block* MoveableArrayAllocator::find(
   return i < blocks_.size() ? &blocks_[i] : nullptr;
 }
 
-void MoveableArrayAllocator::addToIndex(std::size_t position) {
-  if (4 * blocks_.size() > index_.size()) {  // at most a quarter full: short probes
-    rebuildIndex(std::max<std::size_t>(8, 2 * index_.size()));
-    return;  // the rebuild recorded every entry, this one included
-  }
+void MoveableArrayAllocator::reserveIndex(std::size_t count) {
+  if (4 * count <= index_.size()) return;  // at most a quarter full: short probes
+  std::size_t capacity = std::max<std::size_t>(8, index_.size());
+  while (4 * count > capacity) capacity *= 2;
+  std::vector<Slot> bigger(capacity, Slot{nullptr, 0});  // the only allocation; may throw
+  index_.swap(bigger);
+  refillIndex();
+}
+
+void MoveableArrayAllocator::insertIntoIndex(std::size_t position) noexcept {
   const std::size_t mask = index_.size() - 1;
   std::size_t s = slotOf(blocks_[position].owner, indexShift_);
   while (index_[s].owner) s = (s + 1) & mask;
   index_[s] = Slot{blocks_[position].owner, position};
 }
 
-void MoveableArrayAllocator::rebuildIndex(std::size_t capacity) {
-  index_.assign(capacity, Slot{nullptr, 0});
+void MoveableArrayAllocator::refillIndex() noexcept {
+  std::fill(index_.begin(), index_.end(), Slot{nullptr, 0});
   indexShift_ = 64;
-  for (std::size_t c = capacity; c > 1; c >>= 1) --indexShift_;
-  const std::size_t mask = capacity - 1;
-  for (std::size_t i = 0; i < blocks_.size(); ++i) {
-    std::size_t s = slotOf(blocks_[i].owner, indexShift_);
-    while (index_[s].owner) s = (s + 1) & mask;
-    index_[s] = Slot{blocks_[i].owner, i};
-  }
+  for (std::size_t c = index_.size(); c > 1; c >>= 1) --indexShift_;
+  for (std::size_t i = 0; i < blocks_.size(); ++i) insertIntoIndex(i);
 }
 
 const void* MoveableArrayAllocator::get(const void* owner) const {
@@ -87,8 +87,10 @@ void MoveableArrayAllocator::resize(const void* owner, std::size_t bytes) {
   Block* b = find(owner);
   if (!b) {
     if (bytes == 0) return;
+    // Room first: when either allocation fails, the allocator is as it was.
+    reserveIndex(blocks_.size() + 1);
     blocks_.push_back(Block{owner, nullptr, 0, nullptr});
-    addToIndex(blocks_.size() - 1);
+    insertIntoIndex(blocks_.size() - 1);
     b = &blocks_.back();
   }
   if (b->size == bytes) return;
@@ -113,7 +115,7 @@ void MoveableArrayAllocator::free(const void* owner) {
   if (i == blocks_.size()) return;
   blocks_.erase(blocks_.begin() + std::ptrdiff_t(i));
   // The entries after it moved down one place; erasing is linear in the table anyway.
-  rebuildIndex(index_.size());
+  refillIndex();
 }
 
 void MoveableArrayAllocator::map() {

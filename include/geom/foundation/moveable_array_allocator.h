@@ -78,10 +78,13 @@ class KRGEOM_EXPORT MoveableArrayAllocator : public ArrayAllocator {
   const Block* find(const void* owner) const noexcept;
   // Position of `owner` in blocks_, or blocks_.size() when it has no entry.
   std::size_t position(const void* owner) const noexcept;
-  // Records blocks_[position] in the index, growing it to keep it at most a quarter full.
-  void addToIndex(std::size_t position);
-  // Rebuilds the index from blocks_ with room for `capacity` slots (a power of two).
-  void rebuildIndex(std::size_t capacity);
+  // Makes the index at most a quarter full with `count` entries; throws std::bad_alloc and
+  // leaves it unchanged when it cannot grow.
+  void reserveIndex(std::size_t count);
+  // Records blocks_[position] in the index, which has room for it.
+  void insertIntoIndex(std::size_t position) noexcept;
+  // Records every block again in the index's slots, allocating nothing.
+  void refillIndex() noexcept;
 
   krOS::MoveableAllocator& chunks_;
   std::vector<Block> blocks_;  // in order of first use
