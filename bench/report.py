@@ -339,7 +339,6 @@ def main():
     args = parser.parse_args()
     run = Runner(args)
     cold = not args.no_cold
-    start = load()
     families = {
         "arrays": lambda: arrays(run, args.release),
         "half-edge": lambda: half_edge(run, args.peers, args.release, cold),
@@ -353,9 +352,12 @@ def main():
     kept = existing_tables(args.out) if args.only else {}
     done = {}
     for family in chosen:
-        done[TITLES[family]] = families[family]().text()
+        before, when = load(), datetime.datetime.now(datetime.timezone.utc)
+        text = families[family]().text()
+        done[TITLES[family]] = (text + f"\nMeasured {when:%Y-%m-%d %H:%M} UTC; load average "
+                                f"(1/5/15 min) {before} before, {load()} after.\n")
         tables = [done.get(TITLES[f], kept.get(TITLES[f])) for f in families]
-        write(args, cold, start, [t for t in tables if t])  # survives a later failure
+        write(args, cold, [t for t in tables if t])  # survives a later failure
 
 
 TITLES = {"arrays": "Arrays", "half-edge": "Half-edge mesh", "log": "Transaction log",
@@ -376,14 +378,14 @@ def existing_tables(path):
     return sections
 
 
-def write(args, cold, start, tables):
+def write(args, cold, tables):
     header = [
         "# Benchmark figures", "",
         "Written by `bench/report.sh`; do not edit by hand (hand-written analysis lives in "
         "[benchmarks-notes.md](benchmarks-notes.md)).", "",
-        f"- Machine: {machine()}; load average (1/5/15 min) {start} at the start, {load()} at "
-        "the end.",
-        f"- Date: {datetime.datetime.now(datetime.timezone.utc):%Y-%m-%d %H:%M} UTC.",
+        f"- Machine: {machine()}. Each table says when it was measured and the load average "
+        "around it (the machine is shared: a high load inflates absolute times more than "
+        "ratios, krGeom and its peers running in turn).",
         f"- Warm: median of {args.reps} repetitions inside one benchmark process; krGeom and "
         "its peers in the same run.",
         f"- Cold: the first run in a fresh process (one iteration), median (min–max) over "
