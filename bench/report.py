@@ -290,26 +290,35 @@ def kd_tree(run, peers_bench, cold, large):
         "`Fuzzy_iso_box` (goal at least 2× faster). Ratio = CGAL / krGeom.", cases, cold)
 
 
-def octree(run, peers_bench, cold, large):
-    cases = [(f"{cloud} {n:,}, {leaf} per leaf", f"OctreeBuild/{cloud}/{n}/{leaf}/manual_time",
-              f"CgalOctreeRefine/{cloud}/{n}/{leaf}/manual_time", "ns_per_pt", "ns")
-             for n in sizes(large) for cloud in CLOUDS for leaf in [8, 32, 64]]
-    return against_cgal(
-        run, os.path.join(peers_bench, "octree_peers_bench"), "Octree",
-        "Building the octree over 1 (and 10) million points, 8, 32 and 64 per leaf, against "
-        "CGAL's `Octree::refine` (goal at least 5× faster, and at most 25 ns per point for "
-        "1 M uniform points with 32 per leaf). ns per point; ratio = CGAL / krGeom.", cases, cold)
+# Tree builds against CGAL: (binary, intro, our name, CGAL's name, per-leaf counts, counter,
+# unit). Names take {cloud}, {n} and {leaf}.
+TREE_BUILDS = {
+    "Octree": ("octree_peers_bench",
+               "Building the octree over 1 (and 10) million points, 8, 32 and 64 per leaf, "
+               "against CGAL's `Octree::refine` (goal at least 5× faster, and at most 25 ns per "
+               "point for 1 M uniform points with 32 per leaf). ns per point; ratio = CGAL / "
+               "krGeom.",
+               "OctreeBuild/{cloud}/{n}/{leaf}/manual_time",
+               "CgalOctreeRefine/{cloud}/{n}/{leaf}/manual_time", [8, 32, 64], "ns_per_pt", "ns"),
+    "Quadtree": ("quadtree_peers_bench",
+                 "Building the quadtree over 1 (and 10) million points against CGAL's "
+                 "`Quadtree::refine` (goal at least 5× faster). ms per build; ratio = CGAL / "
+                 "krGeom.",
+                 "Quadtree/{cloud}/{n}/real_time", "CgalQuadtree/{cloud}/{n}/real_time", [None],
+                 "real_time", "ms"),
+}
 
 
-def quadtree(run, peers_bench, cold, large):
-    cases = [(f"{cloud} {n:,}", f"Quadtree/{cloud}/{n}/real_time",
-              f"CgalQuadtree/{cloud}/{n}/real_time", "real_time", "ms")
-             for n in sizes(large) for cloud in CLOUDS]
-    return against_cgal(
-        run, os.path.join(peers_bench, "quadtree_peers_bench"), "Quadtree",
-        "Building the quadtree over 1 (and 10) million points against CGAL's "
-        "`Quadtree::refine` (goal at least 5× faster). ms per build; ratio = CGAL / krGeom.",
-        cases, cold)
+def tree_build(run, peers_bench, cold, large, title):
+    binary, intro, ours, theirs, leaves, key, unit = TREE_BUILDS[title]
+    cases = []
+    for n in sizes(large):
+        for cloud in CLOUDS:
+            for leaf in leaves:
+                label = f"{cloud} {n:,}" + (f", {leaf} per leaf" if leaf else "")
+                names = [x.format(cloud=cloud, n=n, leaf=leaf) for x in (ours, theirs)]
+                cases.append((label, names[0], names[1], key, unit))
+    return against_cgal(run, os.path.join(peers_bench, binary), title, intro, cases, cold)
 
 
 def machine():
@@ -344,8 +353,8 @@ def main():
         "half-edge": lambda: half_edge(run, args.peers, args.release, cold),
         "log": lambda: transaction_log(run, args.release),
         "kd-tree": lambda: kd_tree(run, args.peers, cold, args.large),
-        "octree": lambda: octree(run, args.peers, cold, args.large),
-        "quadtree": lambda: quadtree(run, args.peers, cold, args.large),
+        "octree": lambda: tree_build(run, args.peers, cold, args.large, "Octree"),
+        "quadtree": lambda: tree_build(run, args.peers, cold, args.large, "Quadtree"),
     }
     chosen = [f for f in families if not args.only or f in args.only.split(",")]
     # With --only, the other families' tables of the existing file are kept, in family order.
