@@ -290,26 +290,35 @@ def kd_tree(run, peers_bench, cold, large):
         "`Fuzzy_iso_box` (goal at least 2× faster). Ratio = CGAL / krGeom.", cases, cold)
 
 
-def octree(run, peers_bench, cold, large):
-    cases = [(f"{cloud} {n:,}, {leaf} per leaf", f"OctreeBuild/{cloud}/{n}/{leaf}/manual_time",
-              f"CgalOctreeRefine/{cloud}/{n}/{leaf}/manual_time", "ns_per_pt", "ns")
-             for n in sizes(large) for cloud in CLOUDS for leaf in [8, 32, 64]]
-    return against_cgal(
-        run, os.path.join(peers_bench, "octree_peers_bench"), "Octree",
-        "Building the octree over 1 (and 10) million points, 8, 32 and 64 per leaf, against "
-        "CGAL's `Octree::refine` (goal at least 5× faster, and at most 25 ns per point for "
-        "1 M uniform points with 32 per leaf). ns per point; ratio = CGAL / krGeom.", cases, cold)
+# Tree builds against CGAL: (binary, intro, our name, CGAL's name, per-leaf counts, counter,
+# unit). Names take {cloud}, {n} and {leaf}.
+TREE_BUILDS = {
+    "Octree": ("octree_peers_bench",
+               "Building the octree over 1 (and 10) million points, 8, 32 and 64 per leaf, "
+               "against CGAL's `Octree::refine` (goal at least 5× faster, and at most 25 ns per "
+               "point for 1 M uniform points with 32 per leaf). ns per point; ratio = CGAL / "
+               "krGeom.",
+               "OctreeBuild/{cloud}/{n}/{leaf}/manual_time",
+               "CgalOctreeRefine/{cloud}/{n}/{leaf}/manual_time", [8, 32, 64], "ns_per_pt", "ns"),
+    "Quadtree": ("quadtree_peers_bench",
+                 "Building the quadtree over 1 (and 10) million points against CGAL's "
+                 "`Quadtree::refine` (goal at least 5× faster). ms per build; ratio = CGAL / "
+                 "krGeom.",
+                 "Quadtree/{cloud}/{n}/real_time", "CgalQuadtree/{cloud}/{n}/real_time", [None],
+                 "real_time", "ms"),
+}
 
 
-def quadtree(run, peers_bench, cold, large):
-    cases = [(f"{cloud} {n:,}", f"Quadtree/{cloud}/{n}/real_time",
-              f"CgalQuadtree/{cloud}/{n}/real_time", "real_time", "ms")
-             for n in sizes(large) for cloud in CLOUDS]
-    return against_cgal(
-        run, os.path.join(peers_bench, "quadtree_peers_bench"), "Quadtree",
-        "Building the quadtree over 1 (and 10) million points against CGAL's "
-        "`Quadtree::refine` (goal at least 5× faster). ms per build; ratio = CGAL / krGeom.",
-        cases, cold)
+def tree_build(run, peers_bench, cold, large, title):
+    binary, intro, ours, theirs, leaves, key, unit = TREE_BUILDS[title]
+    cases = []
+    for n in sizes(large):
+        for cloud in CLOUDS:
+            for leaf in leaves:
+                label = f"{cloud} {n:,}" + (f", {leaf} per leaf" if leaf else "")
+                names = [x.format(cloud=cloud, n=n, leaf=leaf) for x in (ours, theirs)]
+                cases.append((label, names[0], names[1], key, unit))
+    return against_cgal(run, os.path.join(peers_bench, binary), title, intro, cases, cold)
 
 
 def machine():
@@ -339,23 +348,25 @@ def main():
     args = parser.parse_args()
     run = Runner(args)
     cold = not args.no_cold
-    start = load()
     families = {
         "arrays": lambda: arrays(run, args.release),
         "half-edge": lambda: half_edge(run, args.peers, args.release, cold),
         "log": lambda: transaction_log(run, args.release),
         "kd-tree": lambda: kd_tree(run, args.peers, cold, args.large),
-        "octree": lambda: octree(run, args.peers, cold, args.large),
-        "quadtree": lambda: quadtree(run, args.peers, cold, args.large),
+        "octree": lambda: tree_build(run, args.peers, cold, args.large, "Octree"),
+        "quadtree": lambda: tree_build(run, args.peers, cold, args.large, "Quadtree"),
     }
     chosen = [f for f in families if not args.only or f in args.only.split(",")]
     # With --only, the other families' tables of the existing file are kept, in family order.
     kept = existing_tables(args.out) if args.only else {}
     done = {}
     for family in chosen:
-        done[TITLES[family]] = families[family]().text()
+        before, when = load(), datetime.datetime.now(datetime.timezone.utc)
+        text = families[family]().text()
+        done[TITLES[family]] = (text + f"\nMeasured {when:%Y-%m-%d %H:%M} UTC; load average "
+                                f"(1/5/15 min) {before} before, {load()} after.\n")
         tables = [done.get(TITLES[f], kept.get(TITLES[f])) for f in families]
-        write(args, cold, start, [t for t in tables if t])  # survives a later failure
+        write(args, cold, [t for t in tables if t])  # survives a later failure
 
 
 TITLES = {"arrays": "Arrays", "half-edge": "Half-edge mesh", "log": "Transaction log",
@@ -376,14 +387,14 @@ def existing_tables(path):
     return sections
 
 
-def write(args, cold, start, tables):
+def write(args, cold, tables):
     header = [
         "# Benchmark figures", "",
         "Written by `bench/report.sh`; do not edit by hand (hand-written analysis lives in "
         "[benchmarks-notes.md](benchmarks-notes.md)).", "",
-        f"- Machine: {machine()}; load average (1/5/15 min) {start} at the start, {load()} at "
-        "the end.",
-        f"- Date: {datetime.datetime.now(datetime.timezone.utc):%Y-%m-%d %H:%M} UTC.",
+        f"- Machine: {machine()}. Each table says when it was measured and the load average "
+        "around it (the machine is shared: a high load inflates absolute times more than "
+        "ratios, krGeom and its peers running in turn).",
         f"- Warm: median of {args.reps} repetitions inside one benchmark process; krGeom and "
         "its peers in the same run.",
         f"- Cold: the first run in a fresh process (one iteration), median (min–max) over "
