@@ -3,9 +3,9 @@
 // step the edited mesh must pass the invariant checker and stay a closed torus with no pool
 // record unaccounted for; every restored state must match the dump taken when it was made.
 //
-//   topo_mesh_soak_test [--steps N] [--rng-seed V] [gtest options]
+//   topo_mesh_soak_test [--steps N] [--rng-start V] [gtest options]
 //
-// Without --rng-seed the session runs from fixed, printed starting values; with it, from V only
+// Without --rng-start the session runs from fixed, printed starting values; with it, from V only
 // (to replay a failure). --steps sets the steps per session.
 #include "topo_fixtures.h"
 #include "topo_mesh_dump.h"
@@ -152,10 +152,10 @@ int main(int argc, char** argv) {
     const bool hasValue = i + 1 < argc;
     if (hasValue && std::strcmp(argv[i], "--steps") == 0) {
       stepsPerSession = std::atol(argv[i + 1]);
-    } else if (hasValue && std::strcmp(argv[i], "--rng-seed") == 0) {
+    } else if (hasValue && std::strcmp(argv[i], "--rng-start") == 0) {
       chosenStart = static_cast<std::uint32_t>(std::strtoul(argv[i + 1], nullptr, 0));
     } else {
-      std::fprintf(stderr, "usage: %s [--steps N] [--rng-seed V] [gtest options]\n", argv[0]);
+      std::fprintf(stderr, "usage: %s [--steps N] [--rng-start V] [gtest options]\n", argv[0]);
       return 2;
     }
   }
