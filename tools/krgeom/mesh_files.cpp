@@ -21,6 +21,7 @@
 #include <cerrno>
 #include <cmath>
 #include <cstring>
+#include <limits>
 #include <memory>
 #include <vector>
 
@@ -57,24 +58,32 @@ LoadedMesh readPacketFile(const std::string& path) {
 }
 
 // Appends every triangle mesh of the scene to one CompactMesh.
-kr::Reference<CompactMesh> fromScene(const aiScene& scene) {
-  int vertices = 0, triangles = 0;
+// Throws Failure when the scene holds more than a mesh can index, or a face of a triangle mesh
+// that is not a triangle.
+kr::Reference<CompactMesh> fromScene(const aiScene& scene, const std::string& path) {
+  long long vertices = 0, triangles = 0;
   bool normals = true, uvs = true, colours = true;
   for (unsigned m = 0; m < scene.mNumMeshes; ++m) {
     const aiMesh& mesh = *scene.mMeshes[m];
     if (!(mesh.mPrimitiveTypes & aiPrimitiveType_TRIANGLE)) continue;
-    vertices += static_cast<int>(mesh.mNumVertices);
-    triangles += static_cast<int>(mesh.mNumFaces);
+    vertices += mesh.mNumVertices;
+    triangles += mesh.mNumFaces;
+    for (unsigned f = 0; f < mesh.mNumFaces; ++f)
+      if (mesh.mFaces[f].mNumIndices != 3)
+        throw Failure(path, "a face of " + std::to_string(mesh.mFaces[f].mNumIndices) +
+                                " corners is left after triangulation");
     normals = normals && mesh.HasNormals();
     uvs = uvs && mesh.HasTextureCoords(0);
     colours = colours && mesh.HasVertexColors(0);
   }
+  if (vertices > std::numeric_limits<int>::max() || triangles > std::numeric_limits<int>::max())
+    throw Failure(path, "more vertices or triangles than a mesh can index");
   kr::Reference<CompactMesh> out(new CompactMesh());
-  out->resizeVertexArray(vertices);
+  out->resizeVertexArray(static_cast<int>(vertices));
   if (normals) out->allocNormalArray();
   if (uvs) out->allocUVArray();
   if (colours) out->allocColourArray();
-  out->resizeTriangleArray(triangles);
+  out->resizeTriangleArray(static_cast<int>(triangles));
 
   int v = 0, t = 0;
   for (unsigned m = 0; m < scene.mNumMeshes; ++m) {
@@ -117,7 +126,7 @@ LoadedMesh importFile(const std::string& path, Progress& progress) {
     throw Failure(path, reason);
   }
   LoadedMesh loaded;
-  loaded.mesh = fromScene(*scene);
+  loaded.mesh = fromScene(*scene, path);
   return loaded;
 }
 
