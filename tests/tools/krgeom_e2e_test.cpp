@@ -87,20 +87,25 @@ TEST(KrgeomInfo, CountsAndGenusOfTheBunnyATorusAndAnOpenGrid) {
   const std::string bunny = r.out.substr(0, torusAt),
                     torus = r.out.substr(torusAt, gridAt - torusAt), grid = r.out.substr(gridAt);
 
-  EXPECT_EQ(field(bunny, "vertices"), "1839");
-  EXPECT_EQ(field(bunny, "triangles"), "3674");
-  EXPECT_EQ(field(bunny, "boundary loops"), "0");
-  EXPECT_EQ(field(bunny, "genus"), "0");
-
-  EXPECT_EQ(field(torus, "vertices"), "480");
-  EXPECT_EQ(field(torus, "triangles"), "960");
-  EXPECT_EQ(field(torus, "Euler characteristic"), "0");
-  EXPECT_EQ(field(torus, "genus"), "1");
-
-  EXPECT_EQ(field(grid, "vertices"), "64");
-  EXPECT_EQ(field(grid, "triangles"), "98");
-  EXPECT_EQ(field(grid, "boundary loops"), "1 (lengths 28)");
-  EXPECT_EQ(field(grid, "genus"), "0");
+  const struct {
+    const std::string& report;
+    const char* key;
+    const char* value;
+  } expected[] = {
+      {bunny, "vertices", "1839"},
+      {bunny, "triangles", "3674"},
+      {bunny, "boundary loops", "0"},
+      {bunny, "genus", "0"},
+      {torus, "vertices", "480"},
+      {torus, "triangles", "960"},
+      {torus, "Euler characteristic", "0"},
+      {torus, "genus", "1"},
+      {grid, "vertices", "64"},
+      {grid, "triangles", "98"},
+      {grid, "boundary loops", "1 (lengths 28)"},
+      {grid, "genus", "0"},
+  };
+  for (const auto& e : expected) EXPECT_EQ(field(e.report, e.key), e.value) << e.key;
 }
 
 struct Picture {
