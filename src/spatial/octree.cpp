@@ -7,42 +7,89 @@
 #include "large_array.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdint>
-#include <memory>
+#include <limits>
 
 namespace krGeom {
 
 namespace {
 
-// One point of the build's scratch: its coordinates travel with its index, so every split reads
-// and writes memory in order instead of gathering from the caller's array through the remap.
+// Key levels computed at once: ten octant codes of three bits fit one 32-bit key.
+constexpr int kKeyLevels = 10;
+// At most this many levels are split by one counting-sort pass (8^3 = 512 buckets).
+constexpr int kMaxPassLevels = 3;
+
+// One point of the build's scratch: its octant codes for up to kKeyLevels levels below the node
+// whose box the key was made in (three bits per level, the first level highest), and its index.
 struct Item {
-  float x, y, z;
+  std::uint32_t key;
   int index;
 };
 
-// Where the points of one level and their octant codes sit: position i of a run is at
-// items[i - offset] and codes[i - offset].
-struct ItemView {
-  Item* items;
-  std::uint8_t* codes;
-  int offset;
-  Item& operator[](int i) const { return items[i - offset]; }
-  std::uint8_t& code(int i) const { return codes[i - offset]; }
+// Bit i of a 10-bit cell number moved to bit 3i, for interleaving the three axes.
+constexpr auto kSpread = [] {
+  std::array<std::uint32_t, 1 << kKeyLevels> table{};
+  for (std::uint32_t i = 0; i < table.size(); ++i)
+    for (int b = 0; b < kKeyLevels; ++b) table[i] |= ((i >> b) & 1u) << (3 * b);
+  return table;
+}();
+
+// One axis of a box halved `levels` times exactly as getSubBox() halves it: edge[j] is the lower
+// edge of cell j. A coordinate's cell is the path of "x >= mid goes up" choices from the box.
+struct AxisCells {
+  float edge[(1 << kKeyLevels) + 1];
+  int cells = 1;
+  float lo = 0.0f, scale = 0.0f;
+  bool sorted = true;
+
+  void init(float min, float max, int levels) {
+    cells = 1 << levels;
+    edge[0] = min;
+    edge[cells] = max;
+    for (int step = cells; step > 1; step /= 2)
+      for (int l = 0; l < cells; l += step) edge[l + step / 2] = (edge[l] + edge[l + step]) * 0.5f;
+    lo = min;
+    scale = static_cast<float>(cells) / (max - min);
+    // With ascending inner edges, the path of a coordinate is the number of inner edges <= it;
+    // that count is then found from a guess and checked against the two edges around it.
+    sorted = true;
+    for (int j = 1; j + 1 < cells; ++j) sorted = sorted && edge[j] <= edge[j + 1];
+  }
+
+  int cellOf(float x) const {
+    if (sorted) {
+      float t = (x - lo) * scale;
+      if (!(t >= 0.0f)) t = 0.0f;  // NaN included
+      const float top = static_cast<float>(cells - 1);
+      if (t > top) t = top;
+      const int i = static_cast<int>(t);
+      if ((i == 0 || edge[i] <= x) && (i == cells - 1 || x < edge[i + 1])) return i;
+    }
+    int l = 0, r = cells;  // descend the halvings
+    while (r - l > 1) {
+      const int m = (l + r) / 2;
+      if (x >= edge[m])
+        l = m;
+      else
+        r = m;
+    }
+    return l;
+  }
 };
 
-// True unless every point of the run first ... end-1 lies within one float step of the first
-// point on every axis. Such a run cannot be split by halving boxes and stays a leaf.
-bool isSeparable(ItemView view, int first, int end) {
+// True unless every point of the run first ... end-1 lies within one float step of the point
+// `lead` (the run's first in index order) on every axis. Such a run cannot be split by halving
+// boxes and stays a leaf.
+bool isSeparable(const float* v, const Item* run, int first, int end, int lead) {
   if (end - first < 2) return false;
-  const Item& a = view[first];
-  for (int i = first + 1; i < end; ++i) {
-    const float xs[3] = {a.x, a.y, a.z};
-    const float ys[3] = {view[i].x, view[i].y, view[i].z};
+  const float* a = v + 3 * static_cast<std::size_t>(lead);
+  for (int i = first; i < end; ++i) {
+    const float* b = v + 3 * static_cast<std::size_t>(run[i].index);
     for (int k = 0; k < 3; ++k) {
-      const float x = xs[k];
-      const float y = ys[k];
+      const float x = a[k];
+      const float y = b[k];
       const float next = std::nextafterf(x, y);
       if ((y > x && y > next) || (x > y && next > y)) return true;
     }
@@ -50,42 +97,30 @@ bool isSeparable(ItemView view, int first, int end) {
   return false;
 }
 
-// The octant code of p in a box with centre c, branch-free: a point on a mid-plane goes up.
-inline int octantOf(float x, float y, float z, float cx, float cy, float cz) {
-  return int(x >= cx) | (int(y >= cy) << 1) | (int(z >= cz) << 2);
-}
-
 }  // namespace
 
-// Lives only while the constructor runs. The root's points are read from the caller's array.
-// Levels 2, 4, 6 ... keep their points in `even` at their run positions. Levels 3, 5, 7 ... keep
-// them in `odd`, which holds one level-2 subtree at a time (the one being split), shifted by that
-// subtree's first position; so a split reads one buffer in order and writes its children's
-// points to the other, and `odd` needs only the size of the largest level-2 run.
-// Each point carries the octant code it takes in the box of the node that holds it (evenCodes,
-// oddCodes), computed when the point was written there; so a split is one pass that moves each
-// point to its child and codes it for the child's split. The per-child counts of those codes
-// are kept by level in `counts`: entry (depth, child c, octant g) counts the points of child c
-// at level depth that fall into its octant g.
+// Lives only while the constructor runs. A node's run of points sits in one of two buffers of
+// items at the run's positions; a pass reads it from one buffer and writes the children's runs
+// to the other.
 struct OctreePartitionData {
   kr::vector<int> freeLeafNums;  // leaf numbers of split nodes, reused last in, first out
-  LargeArray<Item> even;
-  LargeArray<std::uint8_t> evenCodes;
-  LargeArray<Item> odd;
-  LargeArray<std::uint8_t> oddCodes;
-  std::unique_ptr<int[]> counts;  // 64 per level
-  const int* pending = nullptr;   // the code counts of the node about to be split
-  int oddOffset = 0;
+  LargeArray<Item> buffers[2];
   int* remap = nullptr;
   int nextLeafNum = 0;
+};
 
-  // The points of nodes at level (2 and below).
-  ItemView level(int l) const {
-    return (l & 1) == 0 ? ItemView{even.get(), evenCodes.get(), 0}
-                        : ItemView{odd.get(), oddCodes.get(), oddOffset};
-  }
-  // The 64 code counts of the children of a node whose children are at level depth.
-  int* countsAt(int depth) const { return counts.get() + 64 * static_cast<std::size_t>(depth); }
+// One counting-sort pass that splits a node `levels` levels deep at once. A digit is the node's
+// descendant at the pass's last level (the octant codes of those levels). Descendants that will
+// not be split share one cursor for all their digits, so their runs keep index order; the others
+// get one run per digit, in index order too, in the order of a depth-first walk.
+struct OctreePass {
+  int levels = 1;     // levels split by this pass
+  int keyLevels = 1;  // key levels left below the node
+  int to = 0;         // the buffer the pass writes
+  int count[1 << (3 * kMaxPassLevels)];
+  int leadIndex[1 << (3 * kMaxPassLevels)];  // the smallest point index of each digit
+  int start[(1 << (3 * kMaxPassLevels)) + 1];
+  int group[1 << (3 * kMaxPassLevels)];  // the digit whose cursor each digit uses
 };
 
 struct Octree::Storage : kr::ReferenceCount {
@@ -139,9 +174,8 @@ Octree::Octree(int n, const float* vertices, const BoundingBox& box, bool keepEm
   data.remap = remap_;
   if (split) {
     const auto count = static_cast<std::size_t>(size);
-    data.even = LargeArray<Item>(count);
-    data.evenCodes = LargeArray<std::uint8_t>(count);
-    data.counts = std::make_unique_for_overwrite<int[]>(64 * static_cast<std::size_t>(limit + 3));
+    data.buffers[0] = LargeArray<Item>(count);
+    data.buffers[1] = LargeArray<Item>(count);
   } else {
     for (int i = 0; i < n; ++i) remap_[i] = i;
   }
@@ -150,7 +184,7 @@ Octree::Octree(int n, const float* vertices, const BoundingBox& box, bool keepEm
   watch.start();
   root_ = allocNode(0, size, data);
   numNodes_ = 1;
-  if (split) maxDepth_ = recursivePartition(root_, box_, 2, limit, data);
+  if (split) maxDepth_ = splitRun(root_, box_, 2, limit, 0, true, data);
   partitionTime_ = watch.stop();
   numLeafNodes_ = data.nextLeafNum;
 
@@ -169,7 +203,7 @@ int Octree::numBytesUsed() const {
 
 Octree::Node* Octree::allocNode(int first, int end, OctreePartitionData& data) {
   Node* node = static_cast<Node*>(storage_->pool.alloc());
-  // A leaf uses only its run and number; partition() sets all eight children when it splits.
+  // A leaf uses only its run and number; a split sets all eight children.
   node->isLeaf = true;
   node->leaf.first = first;
   node->leaf.end = end;
@@ -182,119 +216,143 @@ Octree::Node* Octree::allocNode(int first, int end, OctreePartitionData& data) {
   return node;
 }
 
-int Octree::recursivePartition(Node* node, const BoundingBox& box, int depth, int limit,
-                               OctreePartitionData& data) {
-  partition(node, box, depth, data);
-  const ItemView items = data.level(depth);
-  int result = depth;
-  for (int c = 0; c < 8; ++c) {
-    Node* child = node->children[c];
-    if (!child) continue;
-    const int first = child->leaf.first;
-    const int end = child->leaf.end;
-    if (depth <= limit && end - first > vertsPerLeaf_ && isSeparable(items, first, end)) {
-      BoundingBox childBox;
-      getSubBox(c, box, childBox);
-      // The child's code counts, made by partition() above; the child's subtree writes only
-      // deeper levels of `counts`.
-      data.pending = data.countsAt(depth) + 8 * c;
-      result = std::max(result, recursivePartition(child, childBox, depth + 1, limit, data));
-    } else {
-      // A final leaf: its points are in their final order now.
-      for (int i = first; i < end; ++i) data.remap[i] = items[i].index;
-    }
-  }
-  return result;
-}
-
-void Octree::partition(Node* node, const BoundingBox& box, int depth, OctreePartitionData& data) {
+int Octree::splitRun(Node* node, const BoundingBox& box, int depth, int limit, int from, bool root,
+                     OctreePartitionData& data) {
+  // Key levels: the node's children down to level limit + 1, the deepest that can exist.
+  const int levels = std::max(1, std::min(kKeyLevels, limit - depth + 2));
+  float minPt[3], maxPt[3];
+  box.minPt(minPt);
+  box.maxPt(maxPt);
+  AxisCells axes[3];
+  for (int a = 0; a < 3; ++a) axes[a].init(minPt[a], maxPt[a], levels);
+  const auto keyOf = [&](const float* p) {
+    return kSpread[axes[0].cellOf(p[0])] | kSpread[axes[1].cellOf(p[1])] << 1 |
+           kSpread[axes[2].cellOf(p[2])] << 2;
+  };
+  Item* items = data.buffers[from].get();
   const int first = node->leaf.first;
   const int end = node->leaf.end;
-  const int leafNum = node->leaf.leafNum;
-  float centre[3], minPt[3], maxPt[3];
-  box.center(centre);
+  if (root) {
+    for (int i = first; i < end; ++i)
+      items[i] = Item{keyOf(vertices_ + 3 * static_cast<std::size_t>(i)), i};
+  } else {
+    for (int i = first; i < end; ++i)
+      items[i].key = keyOf(vertices_ + 3 * static_cast<std::size_t>(items[i].index));
+  }
+  return splitLevels(node, box, depth, limit, levels, from, data);
+}
+
+int Octree::splitLevels(Node* node, const BoundingBox& box, int depth, int limit, int keyLevels,
+                        int from, OctreePartitionData& data) {
+  const int first = node->leaf.first;
+  const int end = node->leaf.end;
+  // Levels in this pass: about as many as the run needs to reach leaves, so that small runs do
+  // not pay for 512 buckets.
+  int levels = 1;
+  for (long long reach = 8LL * std::max(vertsPerLeaf_, 1);
+       levels < kMaxPassLevels && levels < keyLevels && end - first > reach; reach *= 8)
+    ++levels;
+  OctreePass pass;
+  pass.levels = levels;
+  pass.keyLevels = keyLevels;
+  pass.to = 1 - from;
+  const int digits = 1 << (3 * levels);
+  const int shift = 3 * (keyLevels - levels);
+  const std::uint32_t mask = static_cast<std::uint32_t>(digits - 1);
+  const Item* src = data.buffers[from].get();
+  Item* dst = data.buffers[pass.to].get();
+
+  std::fill(pass.count, pass.count + digits, 0);
+  for (int i = first; i < end; ++i) {
+    const int d = static_cast<int>((src[i].key >> shift) & mask);
+    if (pass.count[d]++ == 0) pass.leadIndex[d] = src[i].index;
+  }
+  pass.start[0] = first;
+  for (int d = 0; d < digits; ++d) pass.start[d + 1] = pass.start[d] + pass.count[d];
+
+  // Which descendants may be split, judged by size and depth alone: a run that is not
+  // separable is put back in index order when the walk meets it.
+  const auto mark = [&](auto& self, int j, int d0) -> void {
+    const int span = digits >> (3 * (j + 1));
+    for (int c = 0; c < 8; ++c) {
+      const int d = d0 + c * span;
+      if (span > 1 && pass.start[d + span] - pass.start[d] > vertsPerLeaf_ && depth + j <= limit)
+        self(self, j + 1, d);
+      else
+        std::fill(pass.group + d, pass.group + d + span, d);
+    }
+  };
+  mark(mark, 0, 0);
+
+  int cursor[1 << (3 * kMaxPassLevels)];
+  std::copy_n(pass.start, digits, cursor);
+  for (int i = first; i < end; ++i) {
+    const Item item = src[i];
+    const int d = static_cast<int>((item.key >> shift) & mask);
+    dst[cursor[pass.group[d]]++] = item;
+  }
+  return visitPass(node, box, depth, limit, 0, 0, pass, data);
+}
+
+int Octree::visitPass(Node* node, const BoundingBox& box, int depth, int limit, int j, int d0,
+                      OctreePass& pass, OctreePartitionData& data) {
+  float minPt[3], maxPt[3];
   box.minPt(minPt);
   box.maxPt(maxPt);
   const bool flat = minPt[0] == maxPt[0] || minPt[1] == maxPt[1] || minPt[2] == maxPt[2];
-
-  // The node's octant sizes: counted here for the root, by the parent's split otherwise.
-  int count[8] = {0, 0, 0, 0, 0, 0, 0, 0};
-  const float* v = vertices_;
-  if (depth == 2) {
-    for (int i = first; i < end; ++i) {
-      const float* p = v + 3 * static_cast<std::size_t>(i);
-      ++count[octantOf(p[0], p[1], p[2], centre[0], centre[1], centre[2])];
-    }
-  } else {
-    std::copy_n(data.pending, 8, count);
-  }
-  int cursor[8];
-  for (int c = 0, at = first; c < 8; ++c) {
-    cursor[c] = at;
-    at += count[c];
-  }
+  const int span = (1 << (3 * pass.levels)) >> (3 * (j + 1));
 
   // The first child allocated takes over this node's leaf number.
   node->isLeaf = false;
-  data.freeLeafNums.push_back(leafNum);
+  data.freeLeafNums.push_back(node->leaf.leafNum);
   for (int c = 0; c < 8; ++c) {
-    if (count[c] == 0 && (flat || !keepEmpty_)) {
+    const int d = d0 + c * span;
+    const int first = pass.start[d];
+    const int end = pass.start[d + span];
+    if (first == end && (flat || !keepEmpty_)) {
       node->children[c] = nullptr;
     } else {
-      node->children[c] = allocNode(cursor[c], cursor[c] + count[c], data);
+      node->children[c] = allocNode(first, end, data);
       ++numNodes_;
     }
   }
 
-  // The children's centres, for coding each point as it lands in its child.
-  // Each is the midpoint of the lower half [min, mid] or the upper half [mid, max] per axis,
-  // computed exactly as getSubBox() and BoundingBox::center() would.
-  float half[3][2];
-  for (int k = 0; k < 3; ++k) {
-    const float mid = (minPt[k] + maxPt[k]) * 0.5f;
-    half[k][0] = (minPt[k] + mid) * 0.5f;
-    half[k][1] = (mid + maxPt[k]) * 0.5f;
-  }
-  float cx[8], cy[8], cz[8];
+  Item* run = data.buffers[pass.to].get();
+  int result = depth;
   for (int c = 0; c < 8; ++c) {
-    cx[c] = half[0][c & 1];
-    cy[c] = half[1][(c >> 1) & 1];
-    cz[c] = half[2][(c >> 2) & 1];
-  }
-  int* next = data.countsAt(depth);
-  std::fill(next, next + 64, 0);
-
-  // A stable counting sort of the run into the next level's buffer, in one pass.
-  if (depth == 2) {
-    const auto largest = static_cast<std::size_t>(*std::max_element(count, count + 8));
-    data.odd = LargeArray<Item>(largest);
-    data.oddCodes = LargeArray<std::uint8_t>(largest);
-    Item* to = data.even.get();
-    std::uint8_t* toCodes = data.evenCodes.get();
-    for (int i = first; i < end; ++i) {
-      const float* p = v + 3 * static_cast<std::size_t>(i);
-      const float x = p[0], y = p[1], z = p[2];
-      const int c = octantOf(x, y, z, centre[0], centre[1], centre[2]);
-      const int at = cursor[c]++;
-      to[at] = Item{x, y, z, i};
-      const int g = octantOf(x, y, z, cx[c], cy[c], cz[c]);
-      toCodes[at] = static_cast<std::uint8_t>(g);
-      ++next[8 * c + g];
+    Node* child = node->children[c];
+    if (!child) continue;
+    const int d = d0 + c * span;
+    const int first = child->leaf.first;
+    const int end = child->leaf.end;
+    const bool mayBeSplit = depth <= limit && end - first > vertsPerLeaf_;
+    if (mayBeSplit) {
+      int lead = std::numeric_limits<int>::max();
+      for (int k = d; k < d + span; ++k)
+        if (pass.count[k] > 0) lead = std::min(lead, pass.leadIndex[k]);
+      if (isSeparable(vertices_, run, first, end, lead)) {
+        BoundingBox childBox;
+        getSubBox(c, box, childBox);
+        int reached;
+        if (span > 1)
+          reached = visitPass(child, childBox, depth + 1, limit, j + 1, d, pass, data);
+        else if (pass.keyLevels > pass.levels)
+          reached = splitLevels(child, childBox, depth + 1, limit, pass.keyLevels - pass.levels,
+                                pass.to, data);
+        else
+          reached = splitRun(child, childBox, depth + 1, limit, pass.to, false, data);
+        result = std::max(result, reached);
+        continue;
+      }
+      // Not separable: the pass sorted it by its descendants; put it back in index order.
+      if (span > 1)
+        std::sort(run + first, run + end,
+                  [](const Item& a, const Item& b) { return a.index < b.index; });
     }
-  } else {
-    if (depth == 3) data.oddOffset = first;  // this level-2 subtree now owns `odd`
-    const ItemView from = data.level(depth - 1);
-    const ItemView to = data.level(depth);
-    for (int i = first; i < end; ++i) {
-      const Item p = from[i];
-      const int c = from.code(i);
-      const int at = cursor[c]++;
-      to[at] = p;
-      const int g = octantOf(p.x, p.y, p.z, cx[c], cy[c], cz[c]);
-      to.code(at) = static_cast<std::uint8_t>(g);
-      ++next[8 * c + g];
-    }
+    // A final leaf: its points are in their final order now.
+    for (int i = first; i < end; ++i) data.remap[i] = run[i].index;
   }
+  return result;
 }
 
 void Octree::getSubBox(int octant, const BoundingBox& box, BoundingBox& sub) {

@@ -23,12 +23,14 @@
 //   mode; they are never freed one by one.
 // - The node pool and the remap array live in one storage object under a reference count: a copy
 //   shares them with its source (no tree is cloned) and the last of them to go releases them.
-// - The build works on a permuted copy of the coordinates carried along with the point indices,
-//   so each level reads memory in order, and each point carries its octant code in the node
-//   that holds it, so a split is one pass. It needs 17 bytes per point plus 17 bytes per point of
-//   the root's largest octant of temporary memory, released before the constructor returns (large
-//   arrays are mapped with huge pages where the system offers them); the results are exactly
-//   those of reordering the index permutation alone.
+// - The build first gives each point a key holding its octant codes for up to ten levels below
+//   the root, made from per-axis tables of the boxes' halving planes, so the codes are exactly
+//   those of the halved boxes. A node is then split up to three levels at a time by one stable
+//   counting sort of the (key, index) pairs on those levels' codes; descendants that stay leaves
+//   share one bucket, so every run keeps index order. Nodes below the keys' levels get new keys
+//   in their own box. It needs 16 bytes per point of temporary memory, released before the
+//   constructor returns (large arrays are mapped with huge pages where the system offers them);
+//   the results are exactly those of splitting one level at a time.
 // - With n <= 0 the root is one empty leaf and, the depth limit being undefined, the root box is
 //   widened by E / 1000 alone (E: the box's largest extent).
 // - The build time is reported on krGeom::debugChannel() as
@@ -44,6 +46,7 @@ namespace krGeom {
 
 class OctreeIterator;
 struct OctreePartitionData;
+struct OctreePass;
 
 class KRGEOM_EXPORT Octree : public kr::ReferenceCount {
  public:
@@ -109,12 +112,19 @@ class KRGEOM_EXPORT Octree : public kr::ReferenceCount {
 
   // A leaf from the pool for the run first ... end-1, taking a recycled leaf number if any.
   Node* allocNode(int first, int end, OctreePartitionData& data);
-  // Splits node, then each child that may still be split; depth is the level of node's children.
-  // Returns the deepest level reached.
-  int recursivePartition(Node* node, const BoundingBox& box, int depth, int limit,
-                         OctreePartitionData& data);
-  // Splits node, whose points sit at level depth - 1 of the build's scratch, into its octants.
-  void partition(Node* node, const BoundingBox& box, int depth, OctreePartitionData& data);
+  // Codes node's points (in index order in scratch buffer `from`; the identity at the root) by
+  // their octants on the levels below it, then splits it. depth is the level of node's children.
+  // Each split returns the deepest level reached.
+  int splitRun(Node* node, const BoundingBox& box, int depth, int limit, int from, bool root,
+               OctreePartitionData& data);
+  // Splits node by one counting-sort pass over up to three levels of its points' codes, of which
+  // keyLevels are left, then walks what the pass made.
+  int splitLevels(Node* node, const BoundingBox& box, int depth, int limit, int keyLevels, int from,
+                  OctreePartitionData& data);
+  // Splits node, at level j of the pass below the digits d0 ..., into the runs the pass made and
+  // splits its children further in octant order.
+  int visitPass(Node* node, const BoundingBox& box, int depth, int limit, int j, int d0,
+                OctreePass& pass, OctreePartitionData& data);
   // The octant's half of box per axis; sub may be box itself.
   static void getSubBox(int octant, const BoundingBox& box, BoundingBox& sub);
 
