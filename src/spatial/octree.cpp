@@ -43,6 +43,7 @@ struct AxisCells {
   int cells = 1;
   float lo = 0.0f, scale = 0.0f;
   bool sorted = true;
+  bool wide = false;
 
   void init(float min, float max, int levels) {
     cells = 1 << levels;
@@ -56,6 +57,10 @@ struct AxisCells {
     // that count is then found from a guess and checked against the two edges around it.
     sorted = true;
     for (int j = 1; j + 1 < cells; ++j) sorted = sorted && edge[j] <= edge[j + 1];
+    // Whether no inner cell is empty: then points two or more cells apart, neither in cell 0
+    // (where NaN goes), are more than one float step apart.
+    wide = true;
+    for (int j = 1; j + 1 < cells; ++j) wide = wide && edge[j] < edge[j + 1];
   }
 
   int cellOf(float x) const {
@@ -79,17 +84,38 @@ struct AxisCells {
   }
 };
 
+// The cell number on axis a (0 to 2) of a key.
+inline std::uint32_t cellOnAxis(std::uint32_t key, int a) {
+  std::uint32_t x = (key >> a) & 0x09249249u;
+  x = (x ^ (x >> 2)) & 0x030c30c3u;
+  x = (x ^ (x >> 4)) & 0x0300f00fu;
+  x = (x ^ (x >> 8)) & 0xff0000ffu;
+  return (x ^ (x >> 16)) & 0x3ffu;
+}
+
 // True unless every point of the run first ... end-1 lies within one float step of the point
-// `lead` (the run's first in index order) on every axis. Such a run cannot be split by halving
-// boxes and stays a leaf.
-bool isSeparable(const float* v, const Item* run, int first, int end, int lead) {
+// `lead` (the run's first in index order, whose key is leadKey) on every axis. Such a run cannot
+// be split by halving boxes and stays a leaf. Two points two cells apart on an axis whose inner
+// cells are not empty (bit a of wideAxes), neither in cell 0, settle it without reading
+// coordinates.
+bool isSeparable(const float* v, const Item* run, int first, int end, int lead,
+                 std::uint32_t leadKey, unsigned wideAxes) {
   if (end - first < 2) return false;
-  const float* a = v + 3 * static_cast<std::size_t>(lead);
+  for (int a = 0; a < 3; ++a) {
+    if (!(wideAxes >> a & 1u)) continue;
+    const std::uint32_t at = cellOnAxis(leadKey, a);
+    if (at == 0) continue;
+    for (int i = first; i < end; ++i) {
+      const std::uint32_t cell = cellOnAxis(run[i].key, a);
+      if (cell != 0 && cell - at + 1u > 2u) return true;
+    }
+  }
+  const float* p = v + 3 * static_cast<std::size_t>(lead);
   for (int i = first; i < end; ++i) {
-    const float* b = v + 3 * static_cast<std::size_t>(run[i].index);
+    const float* q = v + 3 * static_cast<std::size_t>(run[i].index);
     for (int k = 0; k < 3; ++k) {
-      const float x = a[k];
-      const float y = b[k];
+      const float x = p[k];
+      const float y = q[k];
       const float next = std::nextafterf(x, y);
       if ((y > x && y > next) || (x > y && next > y)) return true;
     }
@@ -114,13 +140,38 @@ struct OctreePartitionData {
 // not be split share one cursor for all their digits, so their runs keep index order; the others
 // get one run per digit, in index order too, in the order of a depth-first walk.
 struct OctreePass {
-  int levels = 1;     // levels split by this pass
-  int keyLevels = 1;  // key levels left below the node
-  int to = 0;         // the buffer the pass writes
+  int levels = 1;         // levels split by this pass
+  int keyLevels = 1;      // key levels left below the node
+  unsigned wideAxes = 0;  // the axes whose key cells are not empty (see isSeparable)
+  int from = 0;           // the buffer the pass reads
+  int to = 1;             // the buffer the pass writes
+  int shift = 0;          // of the digit in the key
+  std::uint32_t mask = 0;
   int count[1 << (3 * kMaxPassLevels)];
-  int leadIndex[1 << (3 * kMaxPassLevels)];  // the smallest point index of each digit
+  int leadIndex[1 << (3 * kMaxPassLevels)];          // the smallest point index of each digit
+  std::uint32_t leadKey[1 << (3 * kMaxPassLevels)];  // and its key
   int start[(1 << (3 * kMaxPassLevels)) + 1];
   int group[1 << (3 * kMaxPassLevels)];  // the digit whose cursor each digit uses
+
+  // Sets up a pass over n points in buffer `in`: about as many levels as the run needs to reach
+  // leaves of vertsPerLeaf points, so that small runs do not pay for 512 buckets.
+  OctreePass(int n, int vertsPerLeaf, int keyLevelsLeft, unsigned wide, int in)
+      : keyLevels(keyLevelsLeft), wideAxes(wide), from(in), to(1 - in) {
+    for (long long reach = 8LL * std::max(vertsPerLeaf, 1);
+         levels < kMaxPassLevels && levels < keyLevels && n > reach; reach *= 8)
+      ++levels;
+    shift = 3 * (keyLevels - levels);
+    mask = (1u << (3 * levels)) - 1;
+    std::fill(count, count + (1 << (3 * levels)), 0);
+  }
+  int digitOf(std::uint32_t key) const { return static_cast<int>((key >> shift) & mask); }
+  void add(const Item& item) {
+    const int d = digitOf(item.key);
+    if (count[d]++ == 0) {
+      leadIndex[d] = item.index;
+      leadKey[d] = item.key;
+    }
+  }
 };
 
 struct Octree::Storage : kr::ReferenceCount {
@@ -232,41 +283,31 @@ int Octree::splitRun(Node* node, const BoundingBox& box, int depth, int limit, i
   Item* items = data.buffers[from].get();
   const int first = node->leaf.first;
   const int end = node->leaf.end;
+  const unsigned wideAxes =
+      unsigned(axes[0].wide) | unsigned(axes[1].wide) << 1 | unsigned(axes[2].wide) << 2;
+  OctreePass pass(end - first, vertsPerLeaf_, levels, wideAxes, from);
+  // The first pass's counts are taken as the keys are made.
   if (root) {
-    for (int i = first; i < end; ++i)
+    for (int i = first; i < end; ++i) {
       items[i] = Item{keyOf(vertices_ + 3 * static_cast<std::size_t>(i)), i};
+      pass.add(items[i]);
+    }
   } else {
-    for (int i = first; i < end; ++i)
+    for (int i = first; i < end; ++i) {
       items[i].key = keyOf(vertices_ + 3 * static_cast<std::size_t>(items[i].index));
+      pass.add(items[i]);
+    }
   }
-  return splitLevels(node, box, depth, limit, levels, from, data);
+  return splitCounted(node, box, depth, limit, pass, data);
 }
 
-int Octree::splitLevels(Node* node, const BoundingBox& box, int depth, int limit, int keyLevels,
-                        int from, OctreePartitionData& data) {
+int Octree::splitCounted(Node* node, const BoundingBox& box, int depth, int limit, OctreePass& pass,
+                         OctreePartitionData& data) {
   const int first = node->leaf.first;
   const int end = node->leaf.end;
-  // Levels in this pass: about as many as the run needs to reach leaves, so that small runs do
-  // not pay for 512 buckets.
-  int levels = 1;
-  for (long long reach = 8LL * std::max(vertsPerLeaf_, 1);
-       levels < kMaxPassLevels && levels < keyLevels && end - first > reach; reach *= 8)
-    ++levels;
-  OctreePass pass;
-  pass.levels = levels;
-  pass.keyLevels = keyLevels;
-  pass.to = 1 - from;
-  const int digits = 1 << (3 * levels);
-  const int shift = 3 * (keyLevels - levels);
-  const std::uint32_t mask = static_cast<std::uint32_t>(digits - 1);
-  const Item* src = data.buffers[from].get();
+  const int digits = 1 << (3 * pass.levels);
+  const Item* src = data.buffers[pass.from].get();
   Item* dst = data.buffers[pass.to].get();
-
-  std::fill(pass.count, pass.count + digits, 0);
-  for (int i = first; i < end; ++i) {
-    const int d = static_cast<int>((src[i].key >> shift) & mask);
-    if (pass.count[d]++ == 0) pass.leadIndex[d] = src[i].index;
-  }
   pass.start[0] = first;
   for (int d = 0; d < digits; ++d) pass.start[d + 1] = pass.start[d] + pass.count[d];
 
@@ -288,10 +329,19 @@ int Octree::splitLevels(Node* node, const BoundingBox& box, int depth, int limit
   std::copy_n(pass.start, digits, cursor);
   for (int i = first; i < end; ++i) {
     const Item item = src[i];
-    const int d = static_cast<int>((item.key >> shift) & mask);
-    dst[cursor[pass.group[d]]++] = item;
+    dst[cursor[pass.group[pass.digitOf(item.key)]]++] = item;
   }
   return visitPass(node, box, depth, limit, 0, 0, pass, data);
+}
+
+int Octree::splitLevels(Node* node, const BoundingBox& box, int depth, int limit, int keyLevels,
+                        unsigned wideAxes, int from, OctreePartitionData& data) {
+  const int first = node->leaf.first;
+  const int end = node->leaf.end;
+  OctreePass pass(end - first, vertsPerLeaf_, keyLevels, wideAxes, from);
+  const Item* src = data.buffers[from].get();
+  for (int i = first; i < end; ++i) pass.add(src[i]);
+  return splitCounted(node, box, depth, limit, pass, data);
 }
 
 int Octree::visitPass(Node* node, const BoundingBox& box, int depth, int limit, int j, int d0,
@@ -327,10 +377,12 @@ int Octree::visitPass(Node* node, const BoundingBox& box, int depth, int limit, 
     const int end = child->leaf.end;
     const bool mayBeSplit = depth <= limit && end - first > vertsPerLeaf_;
     if (mayBeSplit) {
-      int lead = std::numeric_limits<int>::max();
+      int leadDigit = -1;
       for (int k = d; k < d + span; ++k)
-        if (pass.count[k] > 0) lead = std::min(lead, pass.leadIndex[k]);
-      if (isSeparable(vertices_, run, first, end, lead)) {
+        if (pass.count[k] > 0 && (leadDigit < 0 || pass.leadIndex[k] < pass.leadIndex[leadDigit]))
+          leadDigit = k;
+      if (isSeparable(vertices_, run, first, end, pass.leadIndex[leadDigit],
+                      pass.leadKey[leadDigit], pass.wideAxes)) {
         BoundingBox childBox;
         getSubBox(c, box, childBox);
         int reached;
@@ -338,7 +390,7 @@ int Octree::visitPass(Node* node, const BoundingBox& box, int depth, int limit, 
           reached = visitPass(child, childBox, depth + 1, limit, j + 1, d, pass, data);
         else if (pass.keyLevels > pass.levels)
           reached = splitLevels(child, childBox, depth + 1, limit, pass.keyLevels - pass.levels,
-                                pass.to, data);
+                                pass.wideAxes, pass.to, data);
         else
           reached = splitRun(child, childBox, depth + 1, limit, pass.to, false, data);
         result = std::max(result, reached);

@@ -118,9 +118,13 @@ class KRGEOM_EXPORT Octree : public kr::ReferenceCount {
   int splitRun(Node* node, const BoundingBox& box, int depth, int limit, int from, bool root,
                OctreePartitionData& data);
   // Splits node by one counting-sort pass over up to three levels of its points' codes, of which
-  // keyLevels are left, then walks what the pass made.
-  int splitLevels(Node* node, const BoundingBox& box, int depth, int limit, int keyLevels, int from,
-                  OctreePartitionData& data);
+  // keyLevels are left, then walks what the pass made. wideAxes: the axes whose key cells are
+  // not empty.
+  int splitLevels(Node* node, const BoundingBox& box, int depth, int limit, int keyLevels,
+                  unsigned wideAxes, int from, OctreePartitionData& data);
+  // The same once the pass has counted node's points.
+  int splitCounted(Node* node, const BoundingBox& box, int depth, int limit, OctreePass& pass,
+                   OctreePartitionData& data);
   // Splits node, at level j of the pass below the digits d0 ..., into the runs the pass made and
   // splits its children further in octant order.
   int visitPass(Node* node, const BoundingBox& box, int depth, int limit, int j, int d0,
