@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <memory>
 
 namespace krGeom {
 
@@ -64,6 +65,16 @@ struct OctreePartitionData {
   LargeArray<Item> buffers[2];
   int* remap = nullptr;
   int nextLeafNum = 0;
+  // The cell tables of up to eight children being coded again (see Octree::recodeChildren);
+  // made on first use and reused, since each use ends before the children are split.
+  std::unique_ptr<AxisCells[]> childAxes;
+};
+
+// What recoding a child leaves for its split: its key levels and wide axes.
+struct OctreeChildKeys {
+  int levels[8];
+  unsigned wideAxes[8];
+  bool recoded[8];
 };
 
 // One counting-sort pass that splits a node `levels` levels deep at once. A digit is the node's
@@ -166,7 +177,7 @@ Octree::Octree(int n, const float* vertices, const BoundingBox& box, bool keepEm
   watch.start();
   root_ = allocNode(0, size, data);
   numNodes_ = 1;
-  if (split) maxDepth_ = splitRun(root_, box_, 2, limit, 0, true, data);
+  if (split) maxDepth_ = splitRoot(root_, limit, data);
   partitionTime_ = watch.stop();
   numLeafNodes_ = data.nextLeafNum;
 
@@ -198,42 +209,70 @@ Octree::Node* Octree::allocNode(int first, int end, OctreePartitionData& data) {
   return node;
 }
 
-int Octree::splitRun(Node* node, const BoundingBox& box, int depth, int limit, int from, bool root,
-                     OctreePartitionData& data) {
-  // Key levels: the node's children down to level limit + 1, the deepest that can exist.
-  const int levels = std::max(1, std::min(kKeyLevels, limit - depth + 2));
+// The key levels of a node whose children are at level depth: down to level limit + 1, the
+// deepest that can exist.
+static int keyLevelsAt(int depth, int limit) {
+  return std::max(1, std::min(kKeyLevels, limit - depth + 2));
+}
+
+// The cell tables of box for `levels` levels, and which of its axes are wide.
+static unsigned initAxes(const BoundingBox& box, int levels, AxisCells* axes) {
   float minPt[3], maxPt[3];
   box.minPt(minPt);
   box.maxPt(maxPt);
-  AxisCells axes[3];
   for (int a = 0; a < 3; ++a) axes[a].init(minPt[a], maxPt[a], levels);
-  const auto keyOf = [&](const float* p) {
-    return kSpread[axes[0].cellOf(p[0])] | kSpread[axes[1].cellOf(p[1])] << 1 |
-           kSpread[axes[2].cellOf(p[2])] << 2;
-  };
-  Item* items = data.buffers[from].get();
-  const int first = node->leaf.first;
+  return unsigned(axes[0].wide) | unsigned(axes[1].wide) << 1 | unsigned(axes[2].wide) << 2;
+}
+
+static std::uint32_t keyOf(const AxisCells* axes, const float* p) {
+  return kSpread[axes[0].cellOf(p[0])] | kSpread[axes[1].cellOf(p[1])] << 1 |
+         kSpread[axes[2].cellOf(p[2])] << 2;
+}
+
+int Octree::splitRoot(Node* node, int limit, OctreePartitionData& data) {
+  const int levels = keyLevelsAt(2, limit);
+  AxisCells axes[3];
+  const unsigned wideAxes = initAxes(box_, levels, axes);
+  Item* items = data.buffers[0].get();
   const int end = node->leaf.end;
-  const unsigned wideAxes =
-      unsigned(axes[0].wide) | unsigned(axes[1].wide) << 1 | unsigned(axes[2].wide) << 2;
-  OctreePass pass(end - first, vertsPerLeaf_, levels, wideAxes, from);
+  OctreePass pass(end, vertsPerLeaf_, levels, wideAxes, 0);
   // The first pass's counts are taken as the keys are made.
-  if (root) {
-    for (int i = first; i < end; ++i) {
-      items[i] = Item{keyOf(vertices_ + 3 * static_cast<std::size_t>(i)), i};
-      pass.add(items[i]);
-    }
-  } else {
-    // The points are gathered in index order, scattered over the caller's array: fetch ahead.
-    constexpr int kAhead = 64;
-    for (int i = first; i < end; ++i) {
-      if (i + kAhead < end)
-        __builtin_prefetch(vertices_ + 3 * static_cast<std::size_t>(items[i + kAhead].index));
-      items[i].key = keyOf(vertices_ + 3 * static_cast<std::size_t>(items[i].index));
-      pass.add(items[i]);
+  for (int i = 0; i < end; ++i) {
+    items[i] = Item{keyOf(axes, vertices_ + 3 * static_cast<std::size_t>(i)), i};
+    pass.add(items[i]);
+  }
+  return splitCounted(node, box_, 2, limit, pass, data);
+}
+
+void Octree::recodeChildren(Node* node, const BoundingBox& box, int depth, int limit, int buffer,
+                            OctreePartitionData& data, OctreeChildKeys& keys) {
+  Item* run = data.buffers[buffer].get();
+  if (!data.childAxes) data.childAxes.reset(new AxisCells[8 * 3]);
+  AxisCells* axes = data.childAxes.get();
+  int hi = 0;
+  for (int c = 0; c < 8; ++c) {
+    const Node* child = node->children[c];
+    keys.recoded[c] =
+        child && depth <= limit && child->leaf.end - child->leaf.first > vertsPerLeaf_;
+    if (!keys.recoded[c]) continue;
+    hi = child->leaf.end;
+    BoundingBox childBox;
+    getSubBox(c, box, childBox);
+    keys.levels[c] = keyLevelsAt(depth + 1, limit);
+    keys.wideAxes[c] = initAxes(childBox, keys.levels[c], axes + 3 * c);
+  }
+  // The children's points are in index order, scattered over the caller's array: one stream over
+  // all of them fetches ahead across the children's boundaries, which short runs alone cannot.
+  constexpr int kAhead = 96;
+  for (int c = 0; c < 8; ++c) {
+    if (!keys.recoded[c]) continue;
+    const AxisCells* childAxes = axes + 3 * c;
+    for (int i = node->children[c]->leaf.first, end = node->children[c]->leaf.end; i < end; ++i) {
+      if (i + kAhead < hi)
+        __builtin_prefetch(vertices_ + 3 * static_cast<std::size_t>(run[i + kAhead].index));
+      run[i].key = keyOf(childAxes, vertices_ + 3 * static_cast<std::size_t>(run[i].index));
     }
   }
-  return splitCounted(node, box, depth, limit, pass, data);
 }
 
 int Octree::splitCounted(Node* node, const BoundingBox& box, int depth, int limit, OctreePass& pass,
@@ -303,6 +342,11 @@ int Octree::visitPass(Node* node, const BoundingBox& box, int depth, int limit, 
   }
 
   Item* run = data.buffers[pass.to].get();
+  // Children at the keys' last level are coded again before their separability is judged, so
+  // that the test can use the new keys.
+  const bool recode = span == 1 && pass.keyLevels == pass.levels;
+  OctreeChildKeys keys;
+  if (recode) recodeChildren(node, box, depth, limit, pass.to, data, keys);
   int result = depth;
   for (int c = 0; c < 8; ++c) {
     Node* child = node->children[c];
@@ -312,22 +356,31 @@ int Octree::visitPass(Node* node, const BoundingBox& box, int depth, int limit, 
     const int end = child->leaf.end;
     const bool mayBeSplit = depth <= limit && end - first > vertsPerLeaf_;
     if (mayBeSplit) {
-      int leadDigit = -1;
-      for (int k = d; k < d + span; ++k)
-        if (pass.count[k] > 0 && (leadDigit < 0 || pass.leadIndex[k] < pass.leadIndex[leadDigit]))
-          leadDigit = k;
-      if (isSeparable(vertices_, run, first, end, pass.leadIndex[leadDigit],
-                      pass.leadKey[leadDigit], pass.wideAxes)) {
+      bool separable;
+      if (recode) {
+        // A run that starts a pass is in index order: its first point is its lead.
+        separable = isSeparable(vertices_, run, first, end, run[first].index, run[first].key,
+                                keys.wideAxes[c]);
+      } else {
+        int leadDigit = -1;
+        for (int k = d; k < d + span; ++k)
+          if (pass.count[k] > 0 && (leadDigit < 0 || pass.leadIndex[k] < pass.leadIndex[leadDigit]))
+            leadDigit = k;
+        separable = isSeparable(vertices_, run, first, end, pass.leadIndex[leadDigit],
+                                pass.leadKey[leadDigit], pass.wideAxes);
+      }
+      if (separable) {
         BoundingBox childBox;
         getSubBox(c, box, childBox);
         int reached;
         if (span > 1)
           reached = visitPass(child, childBox, depth + 1, limit, j + 1, d, pass, data);
-        else if (pass.keyLevels > pass.levels)
+        else if (recode)
+          reached = splitLevels(child, childBox, depth + 1, limit, keys.levels[c], keys.wideAxes[c],
+                                pass.to, data);
+        else
           reached = splitLevels(child, childBox, depth + 1, limit, pass.keyLevels - pass.levels,
                                 pass.wideAxes, pass.to, data);
-        else
-          reached = splitRun(child, childBox, depth + 1, limit, pass.to, false, data);
         result = std::max(result, reached);
         continue;
       }

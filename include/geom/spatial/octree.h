@@ -47,6 +47,7 @@ namespace krGeom {
 class OctreeIterator;
 struct OctreePartitionData;
 struct OctreePass;
+struct OctreeChildKeys;
 
 class KRGEOM_EXPORT Octree : public kr::ReferenceCount {
  public:
@@ -112,11 +113,14 @@ class KRGEOM_EXPORT Octree : public kr::ReferenceCount {
 
   // A leaf from the pool for the run first ... end-1, taking a recycled leaf number if any.
   Node* allocNode(int first, int end, OctreePartitionData& data);
-  // Codes node's points (in index order in scratch buffer `from`; the identity at the root) by
-  // their octants on the levels below it, then splits it. depth is the level of node's children.
-  // Each split returns the deepest level reached.
-  int splitRun(Node* node, const BoundingBox& box, int depth, int limit, int from, bool root,
-               OctreePartitionData& data);
+  // Codes every point by its octants on the levels below the root, counting the first pass as it
+  // goes, then splits the root. Each split returns the deepest level reached.
+  int splitRoot(Node* node, int limit, OctreePartitionData& data);
+  // Codes again, in their own boxes, the points of node's children that may be split once the
+  // pass that made them (writing scratch buffer `buffer`) has used its keys' last level. depth
+  // is the level of node's children.
+  void recodeChildren(Node* node, const BoundingBox& box, int depth, int limit, int buffer,
+                      OctreePartitionData& data, OctreeChildKeys& keys);
   // Splits node by one counting-sort pass over up to three levels of its points' codes, of which
   // keyLevels are left, then walks what the pass made. wideAxes: the axes whose key cells are
   // not empty.
