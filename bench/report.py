@@ -183,12 +183,13 @@ def peer_rows(run, table, binary, rows, key, unit, cold, min_time=None):
         table.row(cells)
 
 
-def arrays(run, bench):
+def arrays(run, bench, cold):
     t = Table("Arrays", "`Array<float>` element access through `operator[]`, 4,096 floats per "
               "pass, in a `MoveableArrayAllocator` holding N blocks (goal: 1 and 1,000 blocks "
               "at most 1.2× apart); then two arrays read alternately, so that every access looks its "
-              "block up in the hash index. Warm medians of CPU time.",
-              ["storage", "time per pass", "× the fewest blocks"])
+              "block up in the hash index. Warm medians of CPU time; cold: the first pass in a "
+              "fresh process.",
+              ["storage", "time per pass", "× the fewest blocks", "cold", "× the fewest blocks"])
     binary = os.path.join(bench, "array_bench")
     warm, cmd = run.warm(binary, "BM_Array(Indexed|Interleaved)Sum", "cpu_time")
     t.command(cmd)
@@ -200,9 +201,20 @@ def arrays(run, bench):
                                            (65, "two arrays alternating, 65 blocks"),
                                            (1000, "two arrays alternating, 1,000 blocks")])]:
         one = warm.get(f"{bench_name}/{base}")
+        colds = {}
+        if cold:
+            for arg, _ in cases:
+                colds[arg], ccmd = run.cold(binary, f"{bench_name}/{arg}", "cpu_time")
+                t.command(ccmd)
+        cold_one = colds.get(base)
         for arg, label in cases:
             v = warm.get(f"{bench_name}/{arg}")
-            t.row([label, fmt(v, "ns"), f"{v / one:.2f}" if v and one else "–"])
+            cells = [label, fmt(v, "ns"), f"{v / one:.2f}" if v and one else "–"]
+            if cold:
+                c = colds[arg]
+                cells += [fmt_cold(c, "ns"),
+                          f"{c[1] / cold_one[1]:.2f}" if c and cold_one else "–"]
+            t.row(cells)
     return t
 
 
@@ -241,18 +253,30 @@ def half_edge(run, peers_bench, release_bench, cold):
     return t
 
 
-def transaction_log(run, release_bench):
+def transaction_log(run, release_bench, cold):
     t = Table("Transaction log", "The same edits on a mesh of about 1,000,000 triangles with "
               "the transaction log off and on (goals: topological edits at most 1.5×, "
-              "`setPoint` at most 3×). Warm medians, ns per edit. The benchmark must run "
-              "unfiltered (the log cannot be switched off again), so it has no cold figure.",
-              ["edit", "log off", "log on", "on / off"])
+              "`setPoint` at most 3×), ns per edit. Warm: medians of a run of the whole "
+              "benchmark (the log cannot be switched off again, so the log-off edits run first); "
+              "cold: one batch of edits in a fresh process that builds the mesh and runs only "
+              "that benchmark.",
+              ["edit", "log off warm", "log on warm", "on / off", "log off cold", "log on cold",
+               "on / off"])
     binary = os.path.join(release_bench, "topo_mesh_state_bench")
     warm, cmd = run.warm(binary, ".", "ns_per_edit", reps=3)
     t.command(cmd)
     for edit in ["SetPoint", "SwapEdge", "SubdivideFace"]:
         off, on = warm.get(f"BM_{edit}_LogOff"), warm.get(f"BM_{edit}_LogOn")
-        t.row([edit, fmt(off, "ns"), fmt(on, "ns"), f"{on / off:.2f}" if on and off else "–"])
+        cells = [edit, fmt(off, "ns"), fmt(on, "ns"), f"{on / off:.2f}" if on and off else "–"]
+        if cold:
+            figures = []
+            for mode in ["LogOff", "LogOn"]:
+                c, ccmd = run.cold(binary, f"BM_{edit}_{mode}", "ns_per_edit")
+                t.command(ccmd)
+                figures.append(c)
+            cells += [fmt_cold(figures[0], "ns"), fmt_cold(figures[1], "ns"),
+                      f"{figures[1][1] / figures[0][1]:.2f}" if all(figures) else "–"]
+        t.row(cells)
     return t
 
 
@@ -349,9 +373,9 @@ def main():
     run = Runner(args)
     cold = not args.no_cold
     families = {
-        "arrays": lambda: arrays(run, args.release),
+        "arrays": lambda: arrays(run, args.release, cold),
         "half-edge": lambda: half_edge(run, args.peers, args.release, cold),
-        "log": lambda: transaction_log(run, args.release),
+        "log": lambda: transaction_log(run, args.release, cold),
         "kd-tree": lambda: kd_tree(run, args.peers, cold, args.large),
         "octree": lambda: tree_build(run, args.peers, cold, args.large, "Octree"),
         "quadtree": lambda: tree_build(run, args.peers, cold, args.large, "Quadtree"),
