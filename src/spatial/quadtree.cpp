@@ -1,15 +1,25 @@
 #include <geom/spatial/quadtree.h>
 
+#include <kr/fs_allocator.h>
 #include <kr/stopwatch.h>
 #include "large_array.h"
 
 #include <algorithm>
+#include <cmath>
 #include <bit>
 #include <cstdint>
 #include <limits>
 #include <memory>
+#include <new>
 #include <type_traits>
 #include <vector>
+
+#if defined(__SSE2__) || defined(_M_X64)
+#include <emmintrin.h>
+#define KRGEOM_QUADTREE_SSE2 1
+#else
+#define KRGEOM_QUADTREE_SSE2 0
+#endif
 
 namespace krGeom {
 
@@ -17,17 +27,15 @@ namespace {
 
 using Node = Quadtree::Node;
 
-// Levels one key holds: a quadrant code of two bits per level in 32 bits.
-constexpr int kMaxKeyLevels = 16;
+// Levels a key is made for (a quadrant code of two bits per level in 32 bits holds 16): enough for the clouds the benchmarks build, while the cells stay
+// wide enough for few coordinates to need the table of edges (deeper nodes get new keys).
+constexpr int kKeyLevels = 14;
+static_assert(kKeyLevels <= 16);
 // Levels split by one counting-sort pass at most (4^4 = 256 buckets).
 constexpr int kMaxPassLevels = 4;
-
-// One point of the build's scratch: its quadrant codes for the levels below the box its key was
-// made in (two bits per level, the first level in the top bits) and its index.
-struct Item {
-  std::uint32_t key;
-  int index;
-};
+// Runs of this many points and more are far larger than the caches: their passes write through
+// line buffers straight to memory.
+constexpr int kWideRun = 1 << 22;
 
 // An x, y box as the build halves it.
 struct Box {
@@ -66,8 +74,25 @@ inline std::uint32_t spread(std::uint32_t x) {
   return (x | (x << 1)) & 0x55555555u;
 }
 
+#if KRGEOM_QUADTREE_SSE2
+// spread() on four lanes.
+inline __m128i spread4(__m128i x) {
+  x = _mm_and_si128(_mm_or_si128(x, _mm_slli_epi32(x, 8)), _mm_set1_epi32(0x00ff00ff));
+  x = _mm_and_si128(_mm_or_si128(x, _mm_slli_epi32(x, 4)), _mm_set1_epi32(0x0f0f0f0f));
+  x = _mm_and_si128(_mm_or_si128(x, _mm_slli_epi32(x, 2)), _mm_set1_epi32(0x33333333));
+  return _mm_and_si128(_mm_or_si128(x, _mm_slli_epi32(x, 1)), _mm_set1_epi32(0x55555555));
+}
+#endif
+
 // One axis of a box halved `levels` times exactly as the sub-boxes halve it. A coordinate's cell
 // is the path of "x >= mid goes up" choices from the box down, which is what a key records.
+//
+// The cell is first read from the position t = (x - min) * scale in cell units. Both float
+// operations are monotone in x, so an edge e the same formula puts at t(e) < t(x) is <= x, and
+// one at t(e) > t(x) is > x. With every inner edge j at most `slack` from j (measured when the
+// table is made), a t at least `slack` from the nearest integer therefore names its cell exactly;
+// the few others (and NaN, points outside the box, boxes the formula does not fit) are settled
+// by the table of edges.
 class AxisCells {
  public:
   // `edges` holds at least 2^levels + 1 floats.
@@ -79,7 +104,7 @@ class AxisCells {
     for (int step = cells_; step > 1; step /= 2)
       for (int l = 0; l < cells_; l += step) e_[l + step / 2] = (e_[l] + e_[l + step]) * 0.5f;
     // With ascending inner edges the path is the number of inner edges <= x; it is then found
-    // from a linear guess checked against the two edges around it (the outer ones infinite).
+    // from a guess checked against the two edges around it (the outer ones infinite).
     sorted_ = true;
     for (int j = 1; j + 1 < cells_; ++j) sorted_ = sorted_ && e_[j] <= e_[j + 1];
     e_[0] = -std::numeric_limits<float>::infinity();
@@ -87,15 +112,38 @@ class AxisCells {
     lo_ = min;
     scale_ = static_cast<float>(cells_) / (max - min);
     top_ = static_cast<float>(cells_ - 1);
+    // The fast reading: off (margins no fraction passes) unless the formula fits the edges.
+    fastLo_ = 2.0f;
+    fastHi_ = -1.0f;
+    clampHi_ = static_cast<float>(cells_) - 0.5f;
+    if (sorted_ && scale_ > 0.0f && scale_ <= std::numeric_limits<float>::max()) {
+      double slack = 0.0;
+      for (int j = 1; j < cells_; ++j) {
+        const float t = (e_[j] - lo_) * scale_;
+        const double d = std::abs(static_cast<double>(t) - j);
+        if (!(d <= slack)) slack = d;  // NaN sticks
+      }
+      if (slack < 0.125) {  // NaN fails too
+        // Fractions strictly between slack and 1 - slack, the bounds rounded inwards.
+        fastLo_ = std::nextafter(static_cast<float>(slack), 1.0f);
+        fastHi_ = std::nextafter(static_cast<float>(1.0 - slack), 0.0f);
+      }
+    }
   }
 
-  std::uint32_t cellOf(float x) const {
+  // The cell by the table alone.
+  std::uint32_t cellByTable(float x) const {
     if (sorted_) {
       float t = (x - lo_) * scale_;
       if (!(t >= 0.0f)) t = 0.0f;  // NaN included
       if (t > top_) t = top_;
       const int i = static_cast<int>(t);
-      if (e_[i] <= x && x < e_[i + 1]) return static_cast<std::uint32_t>(i);
+      if (e_[i] <= x) {
+        if (x < e_[i + 1]) return static_cast<std::uint32_t>(i);
+        if (x < e_[i + 2]) return static_cast<std::uint32_t>(i + 1);  // i + 1 < cells here
+      } else if (e_[i - 1] <= x) {  // i > 0 here
+        return static_cast<std::uint32_t>(i - 1);
+      }
     }
     int l = 0, r = cells_;  // descend the halvings
     while (r - l > 1) {
@@ -108,29 +156,64 @@ class AxisCells {
     return static_cast<std::uint32_t>(l);
   }
 
+  std::uint32_t cellOf(float x) const {
+    float t = (x - lo_) * scale_;
+    t = t > 0.0f ? t : 0.0f;  // NaN included
+    t = t < clampHi_ ? t : clampHi_;
+    const int i = static_cast<int>(t);
+    const float f = t - static_cast<float>(i);
+    if (f > fastLo_ && f < fastHi_) return static_cast<std::uint32_t>(i);
+    return cellByTable(x);
+  }
+
+  float lo() const { return lo_; }
+  float scale() const { return scale_; }
+  float clampHi() const { return clampHi_; }
+  float fastLo() const { return fastLo_; }
+  float fastHi() const { return fastHi_; }
+
  private:
   float* e_ = nullptr;
   int cells_ = 1;
-  float lo_ = 0.0f, scale_ = 0.0f, top_ = 0.0f;
+  float lo_ = 0.0f, scale_ = 0.0f, top_ = 0.0f, clampHi_ = 0.0f, fastLo_ = 2.0f, fastHi_ = -1.0f;
   bool sorted_ = true;
 };
 
 // Key levels for a node of `count` points: enough that a cell rarely needs more, with tables of
 // at most about 2 count edges per axis.
 int keyLevels(int count) {
-  return std::clamp(static_cast<int>(std::bit_width(static_cast<unsigned>(count))) - 1, 8, kMaxKeyLevels);
+  return std::clamp(static_cast<int>(std::bit_width(static_cast<unsigned>(count))) - 1, 8,
+                    kKeyLevels);
 }
 
-// The run a pass reads: the root's keys with the point index implied by the position, or items.
-struct KeysIn {
-  const std::uint32_t* keys;
-  std::uint32_t key(int i) const { return keys[i]; }
-  int index(int i) const { return i; }
-};
-struct ItemsIn {
-  const Item* items;
-  std::uint32_t key(int i) const { return items[i].key; }
-  int index(int i) const { return items[i].index; }
+// An uninitialised array whose pages are all committed when it is made: it is carved from 2 MiB
+// items taken one after the other from one pool block, which commits a mapped block's pages a
+// step ahead, in one system call per 2 MiB rather than one page fault per 4 KiB. The block's
+// first item, whose pages would fault one by one, is left unused.
+template <class T>
+class CommittedArray {
+ public:
+  CommittedArray() = default;
+  explicit CommittedArray(std::size_t count) {
+    constexpr std::size_t step = std::size_t{2} << 20;
+    const std::size_t bytes = std::max<std::size_t>(count, 1) * sizeof(T);
+    if (bytes <= step) {  // small: from the heap
+      pool_ = std::make_unique<krOS::FSAllocator>(bytes, 1);
+      data_ = static_cast<T*>(pool_->alloc());
+      return;
+    }
+    const std::size_t items = (bytes + step - 1) / step + 1;
+    if (items > static_cast<std::size_t>(std::numeric_limits<int>::max())) throw std::bad_alloc();
+    pool_ = std::make_unique<krOS::FSAllocator>(step, static_cast<int>(items));
+    pool_->alloc();
+    data_ = static_cast<T*>(pool_->alloc());
+    for (std::size_t i = 2; i < items; ++i) pool_->alloc();  // the next 2 MiB, in address order
+  }
+  T* get() const { return data_; }
+
+ private:
+  std::unique_ptr<krOS::FSAllocator> pool_;
+  T* data_ = nullptr;
 };
 
 // A run of the nodes, in blocks that are freed together.
@@ -170,7 +253,7 @@ int countedDepth(const Node* node, int depth) {
 }  // namespace
 
 struct Quadtree::Storage {
-  LargeArray<int> remap;
+  CommittedArray<int> remap;
   Node* root = nullptr;
   std::unique_ptr<NodeArena> nodes;
 };
@@ -181,8 +264,10 @@ struct Quadtree::Storage {
 // those levels' nodes split (more than 300 points, not all equal, a box that still halves),
 // every run that stays a leaf becomes one bucket (so it keeps index order) and one stable
 // counting sort moves the run. Nodes that need more levels are queued as tasks over their run;
-// a node whose keys run out gets new keys from its box. Runs live in two item buffers at their
-// final positions, each pass moving its run from one to the other.
+// a node whose keys run out gets new keys from its box. A run's point indices are kept in the
+// remap at their final positions, its keys in one of two key arrays at the same positions; a
+// pass copies the run's indices aside and sorts keys and indices back, the keys into the other
+// key array.
 class Quadtree::Builder {
  public:
   Builder(Quadtree& tree, NodeArena& nodes)
@@ -190,28 +275,24 @@ class Quadtree::Builder {
 
   void build(Node* root, const Box& box) {
     const auto n = static_cast<std::size_t>(n_);
-    keys_ = LargeArray<std::uint32_t>(n);
-    buf_[0] = LargeArray<Item>(n);
-    buf_[1] = LargeArray<Item>(n);
+    keys_[0] = CommittedArray<std::uint32_t>(n);
+    keys_[1] = CommittedArray<std::uint32_t>(n);
     const int levels = keyLevels(n_);
     edges_.resize(2 * ((std::size_t{1} << levels) + 1));
-    makeRootKeys(box, levels);
-    tasks_.push_back(Task{root, box, 0, n_, -1, 0, levels, kUnknown, true});
+    makeRootKeys(box, levels, passLevels(n_, levels));
+    process(Task{root, box, 0, n_, 0, 0, levels, kUnknown, true}, RootIn{keys_[0].get()});
     while (!tasks_.empty()) {
       const Task task = tasks_.back();
       tasks_.pop_back();
-      if (task.buffer < 0)
-        process(task, KeysIn{keys_.get()});
-      else
-        process(task, ItemsIn{buf_[task.buffer].get()});
+      process(task, RunIn{keys_[task.buffer].get(), tree_.remap_, 0});
     }
   }
 
  private:
-  // A node to split, holding the run first ... end-1 of more than 300 points in buffer `buffer`
-  // (-1: the root's keys). Its keys were made `levels` levels above the node's level plus
-  // `used`; `points` says whether its points are known to be all equal; `force` (the root) splits
-  // it even so.
+  // A node to split, holding the run first ... end-1 of more than 300 points with keys in key
+  // array `buffer`. Its keys were made `levels` levels above the node's level plus `used`;
+  // `points` says whether its points are known to be all equal; `force` (the root) splits it
+  // even so.
   enum Points { kUnknown, kUnequal, kEqual };
   struct Task {
     Node* node;
@@ -223,30 +304,112 @@ class Quadtree::Builder {
     bool force;
   };
 
-  void makeRootKeys(const Box& box, int levels) {
+  // The root's run: its keys, each point's index its position.
+  struct RootIn {
+    const std::uint32_t* keys;
+    std::uint32_t key(int i) const { return keys[i]; }
+    int index(int i) const { return i; }
+  };
+  // A later run: keys, and point indices at indices[i - offset].
+  struct RunIn {
+    const std::uint32_t* keys;
+    const int* indices;
+    int offset;
+    std::uint32_t key(int i) const { return keys[i]; }
+    int index(int i) const { return indices[i - offset]; }
+  };
+
+  // The root's keys from the caller's points, with the histogram of the root's first pass
+  // (`depth` levels) and the bits in which some key differs from the first.
+  void makeRootKeys(const Box& box, int levels, int depth) {
     AxisCells cx, cy;
     const std::size_t stride = (std::size_t{1} << levels) + 1;
     cx.init(box.lo[0], box.hi[0], levels, edges_.data());
     cy.init(box.lo[1], box.hi[1], levels, edges_.data() + stride);
-    const int shift = 32 - 2 * levels;
-    std::uint32_t* keys = keys_.get();
-    for (int i = 0; i < n_; ++i) {
-      const float x = v_[2 * std::size_t(i)], y = v_[2 * std::size_t(i) + 1];
-      keys[i] = (spread(cx.cellOf(x)) | (spread(cy.cellOf(y)) << 1)) << shift;
+    const int shift = 32 - 2 * levels, digitShift = 32 - 2 * depth;
+    int* hist = count_ + levelOffset(depth);
+    std::fill(hist, hist + (1 << (2 * depth)), 0);
+    std::uint32_t* keys = keys_[0].get();
+    auto keyOf = [&](std::size_t i) {
+      return (spread(cx.cellOf(v_[2 * i])) | (spread(cy.cellOf(v_[2 * i + 1])) << 1)) << shift;
+    };
+    const std::uint32_t key0 = keyOf(0);
+    std::uint32_t diff = 0;
+    std::size_t i = 0;
+#if KRGEOM_QUADTREE_SSE2
+    const __m128 zero = _mm_setzero_ps();
+    const __m128 lox = _mm_set1_ps(cx.lo()), scx = _mm_set1_ps(cx.scale()),
+                 hix = _mm_set1_ps(cx.clampHi()), flox = _mm_set1_ps(cx.fastLo()),
+                 fhix = _mm_set1_ps(cx.fastHi());
+    const __m128 loy = _mm_set1_ps(cy.lo()), scy = _mm_set1_ps(cy.scale()),
+                 hiy = _mm_set1_ps(cy.clampHi()), floy = _mm_set1_ps(cy.fastLo()),
+                 fhiy = _mm_set1_ps(cy.fastHi());
+    const __m128i shiftBy = _mm_cvtsi32_si128(shift), digitBy = _mm_cvtsi32_si128(digitShift);
+    const __m128i first = _mm_set1_epi32(static_cast<int>(key0));
+    // Past the caches the keys go straight to memory.
+    const bool stream = n_ >= kWideRun && reinterpret_cast<std::uintptr_t>(keys) % 16 == 0;
+    __m128i diffs = _mm_setzero_si128();
+    for (; i + 4 <= static_cast<std::size_t>(n_); i += 4) {
+      const __m128 a = _mm_loadu_ps(v_ + 2 * i), b = _mm_loadu_ps(v_ + 2 * i + 4);
+      const __m128 xs = _mm_shuffle_ps(a, b, _MM_SHUFFLE(2, 0, 2, 0));
+      const __m128 ys = _mm_shuffle_ps(a, b, _MM_SHUFFLE(3, 1, 3, 1));
+      const __m128 tx = _mm_min_ps(_mm_max_ps(_mm_mul_ps(_mm_sub_ps(xs, lox), scx), zero), hix);
+      const __m128 ty = _mm_min_ps(_mm_max_ps(_mm_mul_ps(_mm_sub_ps(ys, loy), scy), zero), hiy);
+      __m128i ix = _mm_cvttps_epi32(tx), iy = _mm_cvttps_epi32(ty);
+      const __m128 fx = _mm_sub_ps(tx, _mm_cvtepi32_ps(ix)), fy = _mm_sub_ps(ty, _mm_cvtepi32_ps(iy));
+      const int okx = _mm_movemask_ps(_mm_and_ps(_mm_cmpgt_ps(fx, flox), _mm_cmplt_ps(fx, fhix)));
+      const int oky = _mm_movemask_ps(_mm_and_ps(_mm_cmpgt_ps(fy, floy), _mm_cmplt_ps(fy, fhiy)));
+      if ((okx & oky) != 15) [[unlikely]] {
+        alignas(16) std::uint32_t cellX[4], cellY[4];
+        _mm_store_si128(reinterpret_cast<__m128i*>(cellX), ix);
+        _mm_store_si128(reinterpret_cast<__m128i*>(cellY), iy);
+        for (int l = 0; l < 4; ++l) {
+          if (!(okx >> l & 1)) cellX[l] = cx.cellByTable(v_[2 * (i + l)]);
+          if (!(oky >> l & 1)) cellY[l] = cy.cellByTable(v_[2 * (i + l) + 1]);
+        }
+        ix = _mm_load_si128(reinterpret_cast<const __m128i*>(cellX));
+        iy = _mm_load_si128(reinterpret_cast<const __m128i*>(cellY));
+      }
+      const __m128i key =
+          _mm_sll_epi32(_mm_or_si128(spread4(ix), _mm_slli_epi32(spread4(iy), 1)), shiftBy);
+      if (stream)
+        _mm_stream_si128(reinterpret_cast<__m128i*>(keys + i), key);
+      else
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(keys + i), key);
+      diffs = _mm_or_si128(diffs, _mm_xor_si128(key, first));
+      alignas(16) std::uint32_t digit[4];
+      _mm_store_si128(reinterpret_cast<__m128i*>(digit), _mm_srl_epi32(key, digitBy));
+      ++hist[digit[0]];
+      ++hist[digit[1]];
+      ++hist[digit[2]];
+      ++hist[digit[3]];
     }
+    if (stream) _mm_sfence();
+    alignas(16) std::uint32_t lanes[4];
+    _mm_store_si128(reinterpret_cast<__m128i*>(lanes), diffs);
+    diff = lanes[0] | lanes[1] | lanes[2] | lanes[3];
+#endif
+    for (; i < static_cast<std::size_t>(n_); ++i) {
+      const std::uint32_t key = keyOf(i);
+      keys[i] = key;
+      diff |= key ^ key0;
+      ++hist[key >> digitShift];
+    }
+    rootDiff_ = diff;
+    rootScanned_ = true;
   }
 
-  // New keys for the task's run from its box, into buffer `to` at the run's positions (which may
-  // be the run itself). Returns whether all its points are equal when `checkEqual` (else false).
+  // New keys for the task's run from its box, in place. Returns whether all its points are
+  // equal when `checkEqual` (else false).
   template <class In>
-  bool rekey(Task& task, In in, int to, bool checkEqual) {
+  bool rekey(Task& task, In in, bool checkEqual) {
     const int levels = keyLevels(task.end - task.first);
     const std::size_t stride = (std::size_t{1} << levels) + 1;
     AxisCells cx, cy;
     cx.init(task.box.lo[0], task.box.hi[0], levels, edges_.data());
     cy.init(task.box.lo[1], task.box.hi[1], levels, edges_.data() + stride);
     const int shift = 32 - 2 * levels;
-    Item* out = buf_[to].get();
+    std::uint32_t* keys = keys_[task.buffer].get();
     const int p0 = in.index(task.first);
     const float x0 = v_[2 * std::size_t(p0)], y0 = v_[2 * std::size_t(p0) + 1];
     bool equal = checkEqual;
@@ -254,9 +417,8 @@ class Quadtree::Builder {
       const int p = in.index(i);
       const float x = v_[2 * std::size_t(p)], y = v_[2 * std::size_t(p) + 1];
       equal = equal && x == x0 && y == y0;
-      out[i] = Item{(spread(cx.cellOf(x)) | (spread(cy.cellOf(y)) << 1)) << shift, p};
+      keys[i] = (spread(cx.cellOf(x)) | (spread(cy.cellOf(y)) << 1)) << shift;
     }
-    task.buffer = to;
     task.used = 0;
     task.levels = levels;
     return equal;
@@ -274,10 +436,15 @@ class Quadtree::Builder {
     return true;
   }
 
+  // The run stays a leaf: its indices are in the remap already, except the root's.
   template <class In>
-  void leafRun(In in, int first, int end) {
-    int* remap = tree_.remap_;
-    for (int i = first; i < end; ++i) remap[i] = in.index(i);
+  void leafRun(In, int first, int end) {
+    if constexpr (std::is_same_v<In, RootIn>) {
+      int* remap = tree_.remap_;
+      for (int i = first; i < end; ++i) remap[i] = i;
+    } else {
+      (void)first, (void)end;
+    }
   }
 
   // Splits the task's node and the nodes below it, down to the levels its keys hold; queues the
@@ -287,49 +454,39 @@ class Quadtree::Builder {
     for (;;) {
       if (task.used == task.levels) {
         // The keys have run out: new ones from the node's box.
-        const bool equal = rekey(task, in, std::max(task.buffer, 0), task.points == kUnknown);
+        const bool equal = rekey(task, in, task.points == kUnknown);
         if (task.points == kUnknown) task.points = equal ? kEqual : kUnequal;
-        if (task.points == kEqual && !task.force) {
-          leafRun(ItemsIn{buf_[task.buffer].get()}, task.first, task.end);
-          return;
-        }
-        if constexpr (std::is_same_v<In, KeysIn>) {
-          process(task, ItemsIn{buf_[task.buffer].get()});
-          return;
-        }
+        if (task.points == kEqual && !task.force) return leafRun(in, task.first, task.end);
       }
       const int m = task.end - task.first;
       const int remaining = task.levels - task.used;
-      // Levels this pass: those a uniform run of m points needs, in as few passes of at most
-      // four levels as possible, spread evenly.
-      int need = 1;
-      for (int c = m / 4; c > kVertsPerLeaf; c /= 4) ++need;
-      const int passes = (need + kMaxPassLevels - 1) / kMaxPassLevels;
-      const int depth = std::min((need + passes - 1) / passes, remaining);
+      const int depth = passLevels(m, remaining);
       const int shift = 32 - 2 * (task.used + depth);
       const std::uint32_t digitMask = (1u << (2 * depth)) - 1u;
 
-      int* hist = count_ + levelOffset(depth);
-      std::fill(hist, hist + (1 << (2 * depth)), 0);
-      const std::uint32_t key0 = in.key(task.first);
       std::uint32_t diff = 0;
-      for (int i = task.first; i < task.end; ++i) {
-        const std::uint32_t key = in.key(i);
-        diff |= key ^ key0;
-        ++hist[(key >> shift) & digitMask];
+      if (rootScanned_) {  // made with the root's keys
+        rootScanned_ = false;
+        diff = rootDiff_;
+      } else {
+        int* hist = count_ + levelOffset(depth);
+        std::fill(hist, hist + (1 << (2 * depth)), 0);
+        const std::uint32_t key0 = in.key(task.first);
+        for (int i = task.first; i < task.end; ++i) {
+          const std::uint32_t key = in.key(i);
+          diff |= key ^ key0;
+          ++hist[(key >> shift) & digitMask];
+        }
       }
       diff &= ~0u >> (2 * task.used);  // the levels already split are shared anyway
       if (task.points == kUnknown) {
         task.points = diff != 0 || !allEqual(in, task.first, task.end) ? kUnequal : kEqual;
-        if (task.points == kEqual && !task.force) {
-          leafRun(in, task.first, task.end);
-          return;
-        }
+        if (task.points == kEqual && !task.force) return leafRun(in, task.first, task.end);
       }
       // Levels all the run's points share: a chain of nodes with all points in one child.
       const int shared = diff == 0 ? remaining : std::countl_zero(diff << (2 * task.used)) / 2;
       if (shared > 0) {
-        if (!chain(task, in, shared)) return;
+        if (!chain(task, shared)) return leafRun(in, task.first, task.end);
         continue;
       }
       splitPass(task, in, depth, shift, digitMask);
@@ -339,9 +496,8 @@ class Quadtree::Builder {
 
   // Splits `levels` levels of nodes that each send all the run's points to one child. Returns
   // false when the run ends in a leaf (all points equal, or a box that no longer halves).
-  template <class In>
-  bool chain(Task& task, In in, int levels) {
-    const std::uint32_t key = in.key(task.first);
+  bool chain(Task& task, int levels) {
+    const std::uint32_t key = keys_[task.buffer].get()[task.first];
     for (int l = 0; l < levels; ++l) {
       const int q = static_cast<int>((key >> (30 - 2 * task.used)) & 3u);
       Node* kids = nodes_.alloc(4);
@@ -360,12 +516,18 @@ class Quadtree::Builder {
       task.box = sub;
       ++task.used;
       task.force = false;
-      if (task.points != kUnequal || stuck) {
-        leafRun(in, task.first, task.end);
-        return false;
-      }
+      if (task.points != kUnequal || stuck) return false;
     }
     return true;
+  }
+
+  // Levels one pass splits for a run of m points with `remaining` key levels: those a uniform
+  // run needs, in as few passes of at most four levels (256 buckets) as possible, spread evenly.
+  static int passLevels(int m, int remaining) {
+    int need = 1;
+    for (int c = m / 4; c > kVertsPerLeaf; c /= 4) ++need;
+    const int passes = (need + kMaxPassLevels - 1) / kMaxPassLevels;
+    return std::min((need + passes - 1) / passes, remaining);
   }
 
   static int levelOffset(int level) { return ((1 << (2 * level)) - 1) / 3; }
@@ -376,7 +538,8 @@ class Quadtree::Builder {
   void splitPass(const Task& task, In in, int depth, int shift, std::uint32_t digitMask) {
     depth_ = depth;
     // Counts and largest bucket per node of each level of the pass.
-    for (int i = 0, b = levelOffset(depth); i < (1 << (2 * depth)); ++i) largest_[b + i] = count_[b + i];
+    const int deepest = levelOffset(depth);
+    std::copy_n(count_ + deepest, 1 << (2 * depth), largest_ + deepest);
     for (int level = depth - 1; level >= 0; --level) {
       const int at = levelOffset(level), below = levelOffset(level + 1);
       for (int p = 0; p < (1 << (2 * level)); ++p) {
@@ -388,32 +551,86 @@ class Quadtree::Builder {
     }
     numBuckets_ = 0;
     pos_ = task.first;
-    hasLeaf_ = hasTask_ = false;
-    out_ = task.buffer < 0 ? 1 : 1 - task.buffer;
+    hasTask_ = false;
+    out_ = 1 - task.buffer;
     decide(task.node, task.box, 0, 0, task);
 
     int* cursor = cursor_;
     const std::uint16_t* bucketOf = bucketOf_;
     int* remap = tree_.remap_;
-    Item* out = buf_[out_].get();
-    if (hasTask_ && hasLeaf_) {
-      for (int i = task.first; i < task.end; ++i) {
-        const std::uint32_t key = in.key(i);
-        const int at = cursor[bucketOf[(key >> shift) & digitMask]]++;
-        out[at] = Item{key, in.index(i)};
-        remap[at] = in.index(i);
-      }
+    if constexpr (std::is_same_v<In, RunIn>) {
+      // The run's indices aside, as the sort writes them back into the remap.
+      int* aside = aside_.get();
+      std::copy(remap + task.first, remap + task.end, aside);
+      in = RunIn{in.keys, aside, task.first};
+    }
+    if (KRGEOM_QUADTREE_SSE2 && hasTask_ && task.end - task.first >= kWideRun &&
+        reinterpret_cast<std::uintptr_t>(keys_[out_].get()) % 64 == 0 &&
+        reinterpret_cast<std::uintptr_t>(remap) % 64 == 0) {
+      scatterToMemory(task, in, shift, digitMask);
     } else if (hasTask_) {
+      std::uint32_t* out = keys_[out_].get();
       for (int i = task.first; i < task.end; ++i) {
         const std::uint32_t key = in.key(i);
         const int at = cursor[bucketOf[(key >> shift) & digitMask]]++;
-        out[at] = Item{key, in.index(i)};
+        out[at] = key;
+        remap[at] = in.index(i);
       }
     } else {
       for (int i = task.first; i < task.end; ++i) {
         const std::uint32_t key = in.key(i);
         remap[cursor[bucketOf[(key >> shift) & digitMask]]++] = in.index(i);
       }
+    }
+  }
+
+  // The counting sort of a run much larger than the caches: each bucket fills a line of keys and
+  // a line of indices here and writes them to memory whole, past the caches; lines shared with a
+  // neighbouring bucket are written item by item.
+  template <class In>
+  void scatterToMemory(const Task& task, In in, int shift, std::uint32_t digitMask) {
+#if KRGEOM_QUADTREE_SSE2
+    std::uint32_t* out = keys_[out_].get();
+    int* remap = tree_.remap_;
+    int* cursor = cursor_;
+    const std::uint16_t* bucketOf = bucketOf_;
+    std::copy_n(cursor_, numBuckets_, begin_);
+    for (int i = task.first; i < task.end; ++i) {
+      const std::uint32_t key = in.key(i);
+      const int b = bucketOf[(key >> shift) & digitMask];
+      const int at = cursor[b]++;
+      const int slot = at & 15;
+      lineKeys_[b].v[slot] = key;
+      lineIndices_[b].v[slot] = static_cast<std::uint32_t>(in.index(i));
+      if (slot == 15) {
+        const int line = at - 15;
+        if (line >= begin_[b]) {
+          auto* toKeys = reinterpret_cast<__m128i*>(out + line);
+          auto* toIndices = reinterpret_cast<__m128i*>(remap + line);
+          const auto* keys = reinterpret_cast<const __m128i*>(lineKeys_[b].v);
+          const auto* indices = reinterpret_cast<const __m128i*>(lineIndices_[b].v);
+          for (int q = 0; q < 4; ++q) {
+            _mm_stream_si128(toKeys + q, keys[q]);
+            _mm_stream_si128(toIndices + q, indices[q]);
+          }
+        } else {
+          flushPart(b, begin_[b], at + 1, out, remap);
+        }
+      }
+    }
+    for (int b = 0; b < numBuckets_; ++b)
+      if (cursor[b] & 15) flushPart(b, std::max(begin_[b], cursor[b] & ~15), cursor[b], out, remap);
+    _mm_sfence();
+#else
+    (void)task, (void)in, (void)shift, (void)digitMask;
+#endif
+  }
+
+  // Positions first ... end-1 (one line) of bucket b's line buffers, item by item.
+  void flushPart(int b, int first, int end, std::uint32_t* keys, int* remap) {
+    for (int i = first; i < end; ++i) {
+      keys[i] = lineKeys_[b].v[i & 15];
+      remap[i] = static_cast<int>(lineIndices_[b].v[i & 15]);
     }
   }
 
@@ -433,7 +650,6 @@ class Quadtree::Builder {
       child->leaf.first = pos_;
       child->leaf.end = pos_ + count;
       const Box sub = subBox(box, q);
-      bool queued = false;
       if (count > kVertsPerLeaf && !sameXY(sub, box)) {
         if (level + 1 < depth_ && largest_[below + p] != count) {
           // Points in two buckets of the pass differ: split here.
@@ -442,9 +658,8 @@ class Quadtree::Builder {
         }
         tasks_.push_back(Task{child, sub, pos_, pos_ + count, out_, task.used + level + 1,
                               task.levels, kUnknown, false});
-        queued = hasTask_ = true;
+        hasTask_ = true;
       }
-      if (!queued && count > 0) hasLeaf_ = true;
       // One bucket for all the pass codes below the child.
       const int span = 1 << (2 * (depth_ - level - 1));
       for (int d = p * span; d < (p + 1) * span; ++d)
@@ -458,8 +673,8 @@ class Quadtree::Builder {
   NodeArena& nodes_;
   const float* v_;
   int n_;
-  LargeArray<std::uint32_t> keys_;
-  LargeArray<Item> buf_[2];
+  CommittedArray<std::uint32_t> keys_[2];
+  LargeArray<int> aside_ = LargeArray<int>(static_cast<std::size_t>(n_));
   std::vector<float> edges_;
   std::vector<Task> tasks_;
   // The current pass.
@@ -467,14 +682,21 @@ class Quadtree::Builder {
   int largest_[341];  // per level of the pass, the largest bucket below each node
   std::uint16_t bucketOf_[256];
   int cursor_[256];
+  int begin_[256];
+  struct alignas(64) Line {
+    std::uint32_t v[16];
+  };
+  Line lineKeys_[256], lineIndices_[256];
   int depth_ = 0, numBuckets_ = 0, pos_ = 0, out_ = 0;
-  bool hasLeaf_ = false, hasTask_ = false;
+  std::uint32_t rootDiff_ = 0;
+  bool rootScanned_ = false;  // count_ holds the root's first histogram
+  bool hasTask_ = false;
 };
 
 Quadtree::Quadtree(int n, const float* vertices, const BoundingBox& box)
     : box_(box), vertices_(vertices), numVertices_(n) {
   storage_ = std::make_shared<Storage>();
-  storage_->remap = LargeArray<int>(static_cast<std::size_t>(n));
+  storage_->remap = CommittedArray<int>(static_cast<std::size_t>(n));
   remap_ = storage_->remap.get();
 
   krOS::StopWatch watch;

@@ -282,6 +282,18 @@ TEST(Quadtree, MatchesTheLiteralBuildWithStopsOnAwkwardClouds) {
   }
 }
 
+// More than 4M points: the first split writes its runs through line buffers straight to memory.
+TEST(Quadtree, AVeryLargeCloudKeepsEveryRule) {
+  const int n = (1 << 22) + 3;
+  std::vector<float> xy(2 * static_cast<std::size_t>(n));
+  std::mt19937 rng(7);
+  std::uniform_real_distribution<float> unit(0.f, 1.f);
+  for (float& c : xy) c = unit(rng);
+  const Quadtree tree(n, xy.data(), box2(0, 0, 1, 1));
+  EXPECT_LE(walk(tree), 300);
+  EXPECT_EQ(std::make_pair(tree.numNodes(), tree.maxDepth()), std::make_pair(22065, 5517));  // as the literal build gives
+}
+
 TEST(Quadtree, CopiesShareNodesAndOutliveTheirSourceAndNodeOrdering) {
   std::vector<float> xy(2 * 2000);
   for (int i = 0; i < 2000; ++i) xy[2 * i] = (i % 50) / 50.f, xy[2 * i + 1] = (i / 50) / 40.f;
