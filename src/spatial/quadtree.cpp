@@ -279,7 +279,7 @@ class Quadtree::Builder {
     keys_[1] = CommittedArray<std::uint32_t>(n);
     const int levels = keyLevels(n_);
     edges_.resize(2 * ((std::size_t{1} << levels) + 1));
-    makeRootKeys(box, levels, passLevels(n_, levels));
+    makeRootKeys(box, levels, std::min(kMaxPassLevels, levels));
     process(Task{root, box, 0, n_, 0, 0, levels, kUnknown, true}, RootIn{keys_[0].get()});
     while (!tasks_.empty()) {
       const Task task = tasks_.back();
@@ -458,9 +458,8 @@ class Quadtree::Builder {
         if (task.points == kUnknown) task.points = equal ? kEqual : kUnequal;
         if (task.points == kEqual && !task.force) return leafRun(in, task.first, task.end);
       }
-      const int m = task.end - task.first;
       const int remaining = task.levels - task.used;
-      const int depth = passLevels(m, remaining);
+      const int depth = std::min(kMaxPassLevels, remaining);
       const int shift = 32 - 2 * (task.used + depth);
       const std::uint32_t digitMask = (1u << (2 * depth)) - 1u;
 
@@ -519,15 +518,6 @@ class Quadtree::Builder {
       if (task.points != kUnequal || stuck) return false;
     }
     return true;
-  }
-
-  // Levels one pass splits for a run of m points with `remaining` key levels: those a uniform
-  // run needs, in as few passes of at most four levels (256 buckets) as possible, spread evenly.
-  static int passLevels(int m, int remaining) {
-    int need = 1;
-    for (int c = m / 4; c > kVertsPerLeaf; c /= 4) ++need;
-    const int passes = (need + kMaxPassLevels - 1) / kMaxPassLevels;
-    return std::min((need + passes - 1) / passes, remaining);
   }
 
   static int levelOffset(int level) { return ((1 << (2 * level)) - 1) / 3; }
