@@ -5,8 +5,8 @@
 #include "large_array.h"
 
 #include <algorithm>
-#include <cmath>
 #include <bit>
+#include <cmath>
 #include <cstdint>
 #include <limits>
 #include <memory>
@@ -27,8 +27,9 @@ namespace {
 
 using Node = Quadtree::Node;
 
-// Levels a key is made for (a quadrant code of two bits per level in 32 bits holds 16): enough for the clouds the benchmarks build, while the cells stay
-// wide enough for few coordinates to need the table of edges (deeper nodes get new keys).
+// Levels a key is made for (32 bits hold 16 quadrant codes of two bits): enough for the clouds
+// the benchmarks build, while the cells stay wide enough for few coordinates to need the table of
+// edges. Nodes below them get new keys.
 constexpr int kKeyLevels = 14;
 static_assert(kKeyLevels <= 16);
 // Levels split by one counting-sort pass at most (4^4 = 256 buckets).
@@ -259,7 +260,7 @@ struct Quadtree::Storage {
 };
 
 // Builds the nodes and the remap of one tree. Each point gets a key of its quadrant codes for up
-// to 16 levels below the root box, made exactly as halving the boxes makes them; then a node's
+// to 14 levels below the root box, made exactly as halving the boxes makes them; then a node's
 // run is split by up to four levels per pass: a histogram of the pass's codes decides which of
 // those levels' nodes split (more than 300 points, not all equal, a box that still halves),
 // every run that stays a leaf becomes one bucket (so it keeps index order) and one stable
