@@ -284,14 +284,21 @@ TEST(Quadtree, MatchesTheLiteralBuildWithStopsOnAwkwardClouds) {
 
 // More than 4M points: the first split writes its runs through line buffers straight to memory.
 TEST(Quadtree, AVeryLargeCloudKeepsEveryRule) {
-  const int n = (1 << 22) + 3;
+  const int n = (1 << 22) + 1003;
   std::vector<float> xy(2 * static_cast<std::size_t>(n));
   std::mt19937 rng(7);
   std::uniform_real_distribution<float> unit(0.f, 1.f);
   for (float& c : xy) c = unit(rng);
   const Quadtree tree(n, xy.data(), box2(0, 0, 1, 1));
   EXPECT_LE(walk(tree), 300);
-  EXPECT_EQ(std::make_pair(tree.numNodes(), tree.maxDepth()), std::make_pair(22065, 5517));  // as the literal build gives
+  // As the literal build gives.
+  EXPECT_EQ(std::make_pair(tree.numNodes(), tree.maxDepth()), std::make_pair(22065, 5517));
+  // The same points squeezed into [0, 1/16)^2 beside 1000 spread ones: a later split sorts the
+  // large run of one node.
+  for (int i = 1000; i < n; ++i) xy[2 * i] /= 16, xy[2 * i + 1] /= 16;
+  const Quadtree squeezed(n, xy.data(), box2(0, 0, 1, 1));
+  EXPECT_LE(walk(squeezed), 300);
+  EXPECT_EQ(std::make_pair(squeezed.numNodes(), squeezed.maxDepth()), std::make_pair(22081, 5521));
 }
 
 TEST(Quadtree, CopiesShareNodesAndOutliveTheirSourceAndNodeOrdering) {
