@@ -138,11 +138,12 @@ class AxisCells {
       float t = (x - lo_) * scale_;
       if (!(t >= 0.0f)) t = 0.0f;  // NaN included
       if (t > top_) t = top_;
+      // The guess, then its neighbours; NaN fails these tests and takes the descent.
       const int i = static_cast<int>(t);
       if (e_[i] <= x) {
         if (x < e_[i + 1]) return static_cast<std::uint32_t>(i);
-        if (x < e_[i + 2]) return static_cast<std::uint32_t>(i + 1);  // i + 1 < cells here
-      } else if (e_[i - 1] <= x) {  // i > 0 here
+        if (i + 1 < cells_ && x < e_[i + 2]) return static_cast<std::uint32_t>(i + 1);
+      } else if (i > 0 && e_[i - 1] <= x) {
         return static_cast<std::uint32_t>(i - 1);
       }
     }

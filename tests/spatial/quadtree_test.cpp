@@ -267,6 +267,7 @@ TEST(Quadtree, MatchesTheLiteralBuildWithStopsOnAwkwardClouds) {
       } else if (c == 7) {
         x = 2 * x - 0.5f, y = i % 2 ? 0.5f : 2 * y - 0.5f;
         if (i % 100 == 0) x = i % 200 ? inf : -inf;
+        if (i % 150 == 1) y = i % 300 == 1 ? inf : -inf;
       } else if (c == 9) {
         x = 3e38f * (2 * x - 1), y = i % 3 ? 3e38f : -3e38f;
       }
