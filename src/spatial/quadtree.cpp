@@ -358,7 +358,8 @@ class Quadtree::Builder {
       const __m128 tx = _mm_min_ps(_mm_max_ps(_mm_mul_ps(_mm_sub_ps(xs, lox), scx), zero), hix);
       const __m128 ty = _mm_min_ps(_mm_max_ps(_mm_mul_ps(_mm_sub_ps(ys, loy), scy), zero), hiy);
       __m128i ix = _mm_cvttps_epi32(tx), iy = _mm_cvttps_epi32(ty);
-      const __m128 fx = _mm_sub_ps(tx, _mm_cvtepi32_ps(ix)), fy = _mm_sub_ps(ty, _mm_cvtepi32_ps(iy));
+      const __m128 fx = _mm_sub_ps(tx, _mm_cvtepi32_ps(ix)),
+                   fy = _mm_sub_ps(ty, _mm_cvtepi32_ps(iy));
       const int okx = _mm_movemask_ps(_mm_and_ps(_mm_cmpgt_ps(fx, flox), _mm_cmplt_ps(fx, fhix)));
       const int oky = _mm_movemask_ps(_mm_and_ps(_mm_cmpgt_ps(fy, floy), _mm_cmplt_ps(fy, fhiy)));
       if ((okx & oky) != 15) [[unlikely]] {
@@ -522,7 +523,9 @@ class Quadtree::Builder {
     return true;
   }
 
-  static int levelOffset(int level) { return ((1 << (2 * level)) - 1) / 3; }
+  static int levelOffset(int level) {
+    return ((1 << (2 * level)) - 1) / 3;
+  }
 
   // The pass proper: the histogram in count_ at level `depth` decides the nodes; then one stable
   // counting sort moves the run.

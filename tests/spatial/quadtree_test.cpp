@@ -112,9 +112,9 @@ TEST(Quadtree, SmallInputsSubBoxesAndTheInheritedDepth) {
 }
 
 TEST(Quadtree, MatchesTheLiteralBuildOnRandomClouds) {
-  const unsigned rngSeed = 20240611;
-  std::printf("rngSeed = %u\n", rngSeed);
-  std::mt19937 rng(rngSeed);
+  const unsigned rngStart = 20240611;
+  std::printf("rngStart = %u\n", rngStart);
+  std::mt19937 rng(rngStart);
   std::uniform_real_distribution<float> unit(0.f, 1.f);
   std::normal_distribution<float> blob(0.f, 0.02f);
   for (int kind = 0; kind < 3; ++kind) {
@@ -221,9 +221,9 @@ void shapeOf(const QuadtreeIterator& it, std::vector<int>& shape) {
 }
 
 TEST(Quadtree, MatchesTheLiteralBuildWithStopsOnAwkwardClouds) {
-  const unsigned rngSeed = 20261125;
-  std::printf("rngSeed = %u\n", rngSeed);
-  std::mt19937 rng(rngSeed);
+  const unsigned rngStart = 20261125;
+  std::printf("rngStart = %u\n", rngStart);
+  std::mt19937 rng(rngStart);
   std::uniform_real_distribution<float> unit(0.f, 1.f);
   std::normal_distribution<float> blob(0.f, 1.f);
   const float nan = std::nanf(""), inf = INFINITY;
@@ -237,7 +237,8 @@ TEST(Quadtree, MatchesTheLiteralBuildWithStopsOnAwkwardClouds) {
       {"clustered, some deeper than one key", 40000, box2(0, 0, 1, 1)},
       {"grid: points on centre lines, duplicates", 20000, box2(0, 0, 1, 1)},
       {"runs of more than 300 equal points", 5000, box2(0, 0, 1, 1)},
-      {"box a few float steps wide", 3000, box2(1, 1, std::nextafter(std::nextafter(1.f, 2.f), 2.f), 1.5f)},
+      {"box a few float steps wide", 3000,
+       box2(1, 1, std::nextafter(std::nextafter(1.f, 2.f), 2.f), 1.5f)},
       {"NaN coordinates", 4000, box2(0, 0, 1, 1)},
       {"NaN box", 2000, box2(nan, 0, 1, nan)},
       {"flat box, points outside it, infinities", 6000, box2(0.25f, 0.5f, 0.75f, 0.5f)},
