@@ -710,7 +710,8 @@ Quadtree::Quadtree(int n, const float* vertices, const BoundingBox& box)
     box_.minPt(lo);
     box_.maxPt(hi);
     b.lo[0] = lo[0], b.lo[1] = lo[1], b.hi[0] = hi[0], b.hi[1] = hi[1];
-    Builder(*this, *storage_->nodes).build(root_, b);
+    // On the heap: the builder's pass tables and line buffers take about 40 KB.
+    std::make_unique<Builder>(*this, *storage_->nodes)->build(root_, b);
     maxDepth_ = countedDepth(root_, 2);
   } else {
     for (int i = 0; i < n; ++i) remap_[i] = i;
