@@ -31,12 +31,15 @@
 // every path ends, because each axis of a box can shrink only a bounded number of times.
 //
 // Storage. The points are referenced, not copied, and must outlive the tree and not change.
-// The build works on a private coordinate copy that it frees before returning; the remap order,
-// node counts and depths it produces are those of the counting-sort description above. Nodes
-// and remap are shared by copies of a tree (copy construction and assignment are shallow) under
-// a reference count: the last tree to go deletes the nodes (children first, in quadrant order)
-// and the remap. Iterators hold raw node pointers and die with the last tree sharing the nodes.
-// One thread at a time.
+// The build works on private scratch that it frees before returning: a key per point holding its
+// quadrant codes for many levels, made from the coordinates exactly as halving the boxes decides
+// them (so points on centre lines, outside the box and NaN go where the description above sends
+// them), and the keys sorted by up to four levels per pass. The remap order, node counts and
+// depths it produces are those of the counting-sort description above. Nodes are made in a few
+// blocks rather than one by one. Nodes and remap are shared by copies of a tree (copy
+// construction and assignment are shallow) under a reference count: the last tree to go frees
+// the node blocks and the remap. Iterators hold raw node pointers and die with the last tree
+// sharing the nodes. One thread at a time.
 #pragma once
 
 #include <geom/export.h>
