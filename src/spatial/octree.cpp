@@ -16,7 +16,7 @@ namespace krGeom {
 
 namespace {
 
-using octreeKeys::AxisCells;
+using octreeKeys::BoxCells;
 using octreeKeys::cellOnAxis;
 using octreeKeys::Item;
 using octreeKeys::kKeyLevels;
@@ -65,9 +65,9 @@ struct OctreePartitionData {
   LargeArray<Item> buffers[2];
   int* remap = nullptr;
   int nextLeafNum = 0;
-  // The cell tables of up to eight children being coded again (see Octree::recodeChildren);
-  // made on first use and reused, since each use ends before the children are split.
-  std::unique_ptr<AxisCells[]> childAxes;
+  // The cell tables of the root, then of up to eight children being coded again (see
+  // Octree::recodeChildren); each use ends before the next begins.
+  std::unique_ptr<BoxCells[]> childAxes;
 };
 
 // What recoding a child leaves for its split: its key levels and wide axes.
@@ -216,29 +216,25 @@ static int keyLevelsAt(int depth, int limit) {
 }
 
 // The cell tables of box for `levels` levels, and which of its axes are wide.
-static unsigned initAxes(const BoundingBox& box, int levels, AxisCells* axes) {
+// The cell tables of box for `levels` levels; returns its wide axes.
+static unsigned initAxes(const BoundingBox& box, int levels, BoxCells& cells) {
   float minPt[3], maxPt[3];
   box.minPt(minPt);
   box.maxPt(maxPt);
-  for (int a = 0; a < 3; ++a) axes[a].init(minPt[a], maxPt[a], levels);
-  return unsigned(axes[0].wide) | unsigned(axes[1].wide) << 1 | unsigned(axes[2].wide) << 2;
-}
-
-static std::uint32_t keyOf(const AxisCells* axes, const float* p) {
-  return kSpread[axes[0].cellOf(p[0])] | kSpread[axes[1].cellOf(p[1])] << 1 |
-         kSpread[axes[2].cellOf(p[2])] << 2;
+  return cells.init(minPt, maxPt, levels);
 }
 
 int Octree::splitRoot(Node* node, int limit, OctreePartitionData& data) {
   const int levels = keyLevelsAt(2, limit);
-  AxisCells axes[3];
-  const unsigned wideAxes = initAxes(box_, levels, axes);
+  if (!data.childAxes) data.childAxes.reset(new BoxCells[8]);
+  const BoxCells& axes = data.childAxes[0];  // free until children are coded again
+  const unsigned wideAxes = initAxes(box_, levels, data.childAxes[0]);
   Item* items = data.buffers[0].get();
   const int end = node->leaf.end;
   OctreePass pass(end, vertsPerLeaf_, levels, wideAxes, 0);
   // The first pass's counts are taken as the keys are made.
   for (int i = 0; i < end; ++i) {
-    items[i] = Item{keyOf(axes, vertices_ + 3 * static_cast<std::size_t>(i)), i};
+    items[i] = Item{axes.keyOf(vertices_ + 3 * static_cast<std::size_t>(i)), i};
     pass.add(items[i]);
   }
   return splitCounted(node, box_, 2, limit, pass, data);
@@ -247,8 +243,7 @@ int Octree::splitRoot(Node* node, int limit, OctreePartitionData& data) {
 void Octree::recodeChildren(Node* node, const BoundingBox& box, int depth, int limit, int buffer,
                             OctreePartitionData& data, OctreeChildKeys& keys) {
   Item* run = data.buffers[buffer].get();
-  if (!data.childAxes) data.childAxes.reset(new AxisCells[8 * 3]);
-  AxisCells* axes = data.childAxes.get();
+  BoxCells* axes = data.childAxes.get();  // made by splitRoot
   int hi = 0;
   for (int c = 0; c < 8; ++c) {
     const Node* child = node->children[c];
@@ -259,18 +254,18 @@ void Octree::recodeChildren(Node* node, const BoundingBox& box, int depth, int l
     BoundingBox childBox;
     getSubBox(c, box, childBox);
     keys.levels[c] = keyLevelsAt(depth + 1, limit);
-    keys.wideAxes[c] = initAxes(childBox, keys.levels[c], axes + 3 * c);
+    keys.wideAxes[c] = initAxes(childBox, keys.levels[c], axes[c]);
   }
   // The children's points are in index order, scattered over the caller's array: one stream over
   // all of them fetches ahead across the children's boundaries, which short runs alone cannot.
   constexpr int kAhead = 96;
   for (int c = 0; c < 8; ++c) {
     if (!keys.recoded[c]) continue;
-    const AxisCells* childAxes = axes + 3 * c;
+    const BoxCells& childAxes = axes[c];
     for (int i = node->children[c]->leaf.first, end = node->children[c]->leaf.end; i < end; ++i) {
       if (i + kAhead < hi)
         __builtin_prefetch(vertices_ + 3 * static_cast<std::size_t>(run[i + kAhead].index));
-      run[i].key = keyOf(childAxes, vertices_ + 3 * static_cast<std::size_t>(run[i].index));
+      run[i].key = childAxes.keyOf(vertices_ + 3 * static_cast<std::size_t>(run[i].index));
     }
   }
 }

@@ -2,6 +2,8 @@
 // exactly as halving the boxes would make them.
 #pragma once
 
+#include "axis_cells.h"
+
 #include <array>
 #include <cstdint>
 
@@ -26,51 +28,24 @@ inline constexpr auto kSpread = [] {
   return table;
 }();
 
-// One axis of a box halved `levels` times exactly as getSubBox() halves it: edge[j] is the lower
-// edge of cell j. A coordinate's cell is the path of "x >= mid goes up" choices from the box.
-struct AxisCells {
-  float edge[(1 << kKeyLevels) + 1];
-  int cells = 1;
-  float lo = 0.0f, scale = 0.0f;
-  bool sorted = true;
-  bool wide = false;
+// The cell tables of a box's three axes, with room for kKeyLevels levels each.
+struct BoxCells {
+  float edges[3][(1 << kKeyLevels) + 1];
+  AxisCells axis[3];
 
-  void init(float min, float max, int levels) {
-    cells = 1 << levels;
-    edge[0] = min;
-    edge[cells] = max;
-    for (int step = cells; step > 1; step /= 2)
-      for (int l = 0; l < cells; l += step) edge[l + step / 2] = (edge[l] + edge[l + step]) * 0.5f;
-    lo = min;
-    scale = static_cast<float>(cells) / (max - min);
-    // With ascending inner edges, the path of a coordinate is the number of inner edges <= it;
-    // that count is then found from a guess and checked against the two edges around it.
-    sorted = true;
-    for (int j = 1; j + 1 < cells; ++j) sorted = sorted && edge[j] <= edge[j + 1];
-    // Whether no inner cell is empty: then points two or more cells apart, neither in cell 0
-    // (where NaN goes), are more than one float step apart.
-    wide = true;
-    for (int j = 1; j + 1 < cells; ++j) wide = wide && edge[j] < edge[j + 1];
+  // Makes the tables for `levels` levels; returns the wide axes (bit a for axis a).
+  unsigned init(const float* minPt, const float* maxPt, int levels) {
+    unsigned wide = 0;
+    for (int a = 0; a < 3; ++a) {
+      axis[a].init(minPt[a], maxPt[a], levels, edges[a]);
+      wide |= unsigned(axis[a].wide()) << a;
+    }
+    return wide;
   }
-
-  int cellOf(float x) const {
-    if (sorted) {
-      float t = (x - lo) * scale;
-      if (!(t >= 0.0f)) t = 0.0f;  // NaN included
-      const float top = static_cast<float>(cells - 1);
-      if (t > top) t = top;
-      const int i = static_cast<int>(t);
-      if ((i == 0 || edge[i] <= x) && (i == cells - 1 || x < edge[i + 1])) return i;
-    }
-    int l = 0, r = cells;  // descend the halvings
-    while (r - l > 1) {
-      const int m = (l + r) / 2;
-      if (x >= edge[m])
-        l = m;
-      else
-        r = m;
-    }
-    return l;
+  // The key of point p: its cells on the three axes, interleaved.
+  std::uint32_t keyOf(const float* p) const {
+    return kSpread[axis[0].cellOf(p[0])] | kSpread[axis[1].cellOf(p[1])] << 1 |
+           kSpread[axis[2].cellOf(p[2])] << 2;
   }
 };
 

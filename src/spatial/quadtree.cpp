@@ -2,6 +2,7 @@
 
 #include <kr/fs_allocator.h>
 #include <kr/stopwatch.h>
+#include "axis_cells.h"
 #include "large_array.h"
 
 #include <algorithm>
@@ -84,102 +85,6 @@ inline __m128i spread4(__m128i x) {
   return _mm_and_si128(_mm_or_si128(x, _mm_slli_epi32(x, 1)), _mm_set1_epi32(0x55555555));
 }
 #endif
-
-// One axis of a box halved `levels` times exactly as the sub-boxes halve it. A coordinate's cell
-// is the path of "x >= mid goes up" choices from the box down, which is what a key records.
-//
-// The cell is first read from the position t = (x - min) * scale in cell units. Both float
-// operations are monotone in x, so an edge e the same formula puts at t(e) < t(x) is <= x, and
-// one at t(e) > t(x) is > x. With every inner edge j at most `slack` from j (measured when the
-// table is made), a t at least `slack` from the nearest integer therefore names its cell exactly;
-// the few others (and NaN, points outside the box, boxes the formula does not fit) are settled
-// by the table of edges.
-class AxisCells {
- public:
-  // `edges` holds at least 2^levels + 1 floats.
-  void init(float min, float max, int levels, float* edges) {
-    e_ = edges;
-    cells_ = 1 << levels;
-    e_[0] = min;
-    e_[cells_] = max;
-    for (int step = cells_; step > 1; step /= 2)
-      for (int l = 0; l < cells_; l += step) e_[l + step / 2] = (e_[l] + e_[l + step]) * 0.5f;
-    // With ascending inner edges the path is the number of inner edges <= x; it is then found
-    // from a guess checked against the two edges around it (the outer ones infinite).
-    sorted_ = true;
-    for (int j = 1; j + 1 < cells_; ++j) sorted_ = sorted_ && e_[j] <= e_[j + 1];
-    e_[0] = -std::numeric_limits<float>::infinity();
-    e_[cells_] = std::numeric_limits<float>::infinity();
-    lo_ = min;
-    scale_ = static_cast<float>(cells_) / (max - min);
-    top_ = static_cast<float>(cells_ - 1);
-    // The fast reading: off (margins no fraction passes) unless the formula fits the edges.
-    fastLo_ = 2.0f;
-    fastHi_ = -1.0f;
-    clampHi_ = static_cast<float>(cells_) - 0.5f;
-    if (sorted_ && scale_ > 0.0f && scale_ <= std::numeric_limits<float>::max()) {
-      double slack = 0.0;
-      for (int j = 1; j < cells_; ++j) {
-        const float t = (e_[j] - lo_) * scale_;
-        const double d = std::abs(static_cast<double>(t) - j);
-        if (!(d <= slack)) slack = d;  // NaN sticks
-      }
-      if (slack < 0.125) {  // NaN fails too
-        // Fractions strictly between slack and 1 - slack, the bounds rounded inwards.
-        fastLo_ = std::nextafter(static_cast<float>(slack), 1.0f);
-        fastHi_ = std::nextafter(static_cast<float>(1.0 - slack), 0.0f);
-      }
-    }
-  }
-
-  // The cell by the table alone.
-  std::uint32_t cellByTable(float x) const {
-    if (sorted_) {
-      float t = (x - lo_) * scale_;
-      if (!(t >= 0.0f)) t = 0.0f;  // NaN included
-      if (t > top_) t = top_;
-      // The guess, then its neighbours; NaN fails these tests and takes the descent.
-      const int i = static_cast<int>(t);
-      if (e_[i] <= x) {
-        if (x < e_[i + 1]) return static_cast<std::uint32_t>(i);
-        if (i + 1 < cells_ && x < e_[i + 2]) return static_cast<std::uint32_t>(i + 1);
-      } else if (i > 0 && e_[i - 1] <= x) {
-        return static_cast<std::uint32_t>(i - 1);
-      }
-    }
-    int l = 0, r = cells_;  // descend the halvings
-    while (r - l > 1) {
-      const int m = (l + r) / 2;
-      if (x >= e_[m])
-        l = m;
-      else
-        r = m;
-    }
-    return static_cast<std::uint32_t>(l);
-  }
-
-  std::uint32_t cellOf(float x) const {
-    float t = (x - lo_) * scale_;
-    t = t > 0.0f ? t : 0.0f;  // NaN included
-    t = t < clampHi_ ? t : clampHi_;
-    const int i = static_cast<int>(t);
-    const float f = t - static_cast<float>(i);
-    if (f > fastLo_ && f < fastHi_) return static_cast<std::uint32_t>(i);
-    return cellByTable(x);
-  }
-
-  float lo() const { return lo_; }
-  float scale() const { return scale_; }
-  float clampHi() const { return clampHi_; }
-  float fastLo() const { return fastLo_; }
-  float fastHi() const { return fastHi_; }
-
- private:
-  float* e_ = nullptr;
-  int cells_ = 1;
-  float lo_ = 0.0f, scale_ = 0.0f, top_ = 0.0f, clampHi_ = 0.0f, fastLo_ = 2.0f, fastHi_ = -1.0f;
-  bool sorted_ = true;
-};
 
 // Key levels for a node of `count` points: enough that a cell rarely needs more, with tables of
 // at most about 2 count edges per axis.
