@@ -20,144 +20,10 @@ BoundingBox box2(float x0, float y0, float x1, float y1, float z0 = 0.f, float z
   return BoundingBox(lo, hi);
 }
 
-// A literal build: a run of more than 300 points is stably sorted by quadrant code (x >= the
-// centre line gives 1, y >= it gives 2) and each quadrant is split in turn. A later sibling starts
-// from the depth its earlier siblings reached. Yields the reference remap, node count and depth.
-struct Reference {
-  const float* v;
-  std::vector<int> remap;
-  int numNodes = 1, maxDepth = 1;
-
-  Reference(int n, const float* pts) : v(pts), remap(n) {
-    for (int i = 0; i < n; ++i) remap[i] = i;
-    if (n > 300) maxDepth = split(0, n, 0, 0, 1, 1, 2);
-  }
-
-  int split(int first, int end, float x0, float y0, float x1, float y1, int depth) {
-    const float cx = (x0 + x1) * 0.5f, cy = (y0 + y1) * 0.5f;
-    auto code = [&](int p) { return (v[2 * p] >= cx ? 1 : 0) + (v[2 * p + 1] >= cy ? 2 : 0); };
-    std::stable_sort(remap.begin() + first, remap.begin() + end,
-                     [&](int a, int b) { return code(a) < code(b); });
-    numNodes += 4;
-    int d = depth;
-    for (int q = 0, start = first, stop = first; q < 4; ++q, start = stop) {
-      while (stop < end && code(remap[stop]) == q) ++stop;
-      if (stop - start > 300)
-        d = std::max(d, split(start, stop, q & 1 ? cx : x0, q & 2 ? cy : y0, q & 1 ? x1 : cx,
-                              q & 2 ? y1 : cy, d + 1));
-    }
-    return d;
-  }
-};
-
-// Walks the whole tree: every point of every leaf takes, at each node above, the quadrant of that
-// node's centre lines; leaf runs are consecutive, stable and cover every point once. Returns the
-// largest leaf.
-int walk(const Quadtree& tree) {
-  int nodes = 0, nextFirst = 0, largest = 0;
-  std::vector<std::pair<krLinear::PointFlt, int>> path;  // centre and quadrant above the leaf
-  auto visit = [&](auto& self, const QuadtreeIterator& it) -> void {
-    ++nodes;
-    if (it.isLeaf()) {
-      int first, end;
-      it.getVertexRange(first, end);
-      EXPECT_EQ(first, nextFirst);
-      nextFirst = end;
-      largest = std::max(largest, end - first);
-      for (int i = first; i < end; ++i) {
-        const int p = tree.getRemap()[i];
-        const float* v = tree.getVertices();
-        for (const auto& [c, q] : path)
-          ASSERT_EQ((v[2 * p] >= c.x() ? 1 : 0) + (v[2 * p + 1] >= c.y() ? 2 : 0), q) << p;
-        EXPECT_TRUE(i == first || tree.getRemap()[i - 1] < p) << "leaf order is not stable";
-      }
-      return;
-    }
-    const krLinear::PointFlt c = it.getBox().center();
-    for (int q = 0; q < 4; ++q) {
-      QuadtreeIterator child = it;
-      ASSERT_TRUE(child.descend(q));
-      path.push_back({c, q});
-      self(self, child);
-      path.pop_back();
-    }
-  };
-  visit(visit, tree.getRoot());
-  std::vector<int> remap(tree.getRemap(), tree.getRemap() + tree.numVertices());
-  std::sort(remap.begin(), remap.end());
-  for (int i = 0; i < tree.numVertices(); ++i) EXPECT_EQ(remap[i], i) << "not a permutation";
-  EXPECT_EQ(std::make_pair(nodes, nextFirst), std::make_pair(tree.numNodes(), tree.numVertices()));
-  return largest;
-}
-
-TEST(Quadtree, SmallInputsSubBoxesAndTheInheritedDepth) {
-  std::vector<float> xy(602, 0.25f);
-  for (int n : {0, 300}) EXPECT_EQ(walk(Quadtree(n, xy.data(), box2(0, 0, 1, 1))), n);
-  // One more point splits the root; sub-boxes halve x and y and have z 0.
-  Quadtree tree(301, xy.data(), box2(0, 0, 1, 1, -3, 3));
-  QuadtreeIterator it = tree.getRoot();
-  EXPECT_TRUE(it.descend(1) && it.getBox() == box2(0.5f, 0, 1, 0.5f));
-  EXPECT_EQ(std::make_pair(tree.numNodes(), tree.maxDepth()), std::make_pair(5, 2));
-
-  // Quadrant 0 splits twice (its points all in [0, 0.25)^2, spread over that square), so its
-  // subtree returns 4; quadrant 1 then splits with 5 passed in, although only 4 levels exist.
-  std::vector<float> two;
-  for (int i = 0; i < 800; ++i) {
-    const float step = i < 400 ? 0.2f / 20.f : 0.45f / 20.f, x0 = i < 400 ? 0.01f : 0.51f;
-    two.insert(two.end(), {x0 + step * (i % 20), 0.01f + step * (i % 400 / 20)});
-  }
-  Quadtree deep(800, two.data(), box2(0, 0, 1, 1));
-  EXPECT_EQ(std::make_pair(deep.numNodes(), deep.maxDepth()), std::make_pair(1 + 4 * 4, 5));
-  EXPECT_EQ(Reference(800, two.data()).maxDepth, 5);
-}
-
-TEST(Quadtree, MatchesTheLiteralBuildOnRandomClouds) {
-  const unsigned rngStart = 20240611;
-  std::printf("rngStart = %u\n", rngStart);
-  std::mt19937 rng(rngStart);
-  std::uniform_real_distribution<float> unit(0.f, 1.f);
-  std::normal_distribution<float> blob(0.f, 0.02f);
-  for (int kind = 0; kind < 3; ++kind) {
-    SCOPED_TRACE(kind);
-    const int n = 20000 + kind * 7;
-    std::vector<float> xy(2 * n);
-    // Uniform; four tight clusters; on a grid (many points exactly on centre lines).
-    for (int i = 0; i < 2 * n; ++i)
-      xy[i] = kind == 0   ? unit(rng)
-              : kind == 1 ? 0.2f + 0.2f * (i / 2 % 4) + blob(rng)
-                          : (i % 2 ? (i / 256) % 128 : (i / 2) % 128) / 128.f;
-    Quadtree tree(n, xy.data(), box2(0, 0, 1, 1));
-    Reference ref(n, xy.data());
-    EXPECT_EQ(std::make_tuple(std::vector<int>(tree.getRemap(), tree.getRemap() + n),
-                              tree.numNodes(), tree.maxDepth()),
-              std::make_tuple(ref.remap, ref.numNodes, ref.maxDepth));
-    EXPECT_LE(walk(tree), 300);
-  }
-}
-
-TEST(Quadtree, BuildsThatWouldNeverEndStop) {
-  const float nan = std::nanf(""), next = std::nextafter(1.f, 2.f);
-  // 400 coincident points; coincident points among others; distinct points outside the box;
-  // NaN points; points one float step apart.
-  std::vector<std::vector<float>> clouds(5);
-  for (int i = 0; i < 1000; ++i) {
-    clouds[1].insert(clouds[1].end(), {i % 3 ? 0.123f : i / 1000.f, 0.456f});
-    if (i >= 400) continue;
-    clouds[0].insert(clouds[0].end(), {0.3f, 0.7f});
-    clouds[2].insert(clouds[2].end(), {2.f + i / 400.f, 3.f - i / 400.f});
-    clouds[3].insert(clouds[3].end(), {nan, nan});
-    clouds[4].insert(clouds[4].end(), {i % 2 ? 1.f : next, 1.f});
-  }
-  for (std::size_t c = 0; c < clouds.size(); ++c) {
-    SCOPED_TRACE(c);
-    Quadtree tree(int(clouds[c].size() / 2), clouds[c].data(), box2(0, 0, 1, 1));
-    EXPECT_TRUE(c > 0 || tree.numNodes() == 5) << "coincident points split once";
-    walk(tree);
-  }
-}
-
-// The literal recursive build with the header's stops, in any box: a child of more than 300
-// points is split unless its points are all equal or its sub-box equals its parent's box in x
+// The literal recursive build with the header's stops, in any box: a run of more than 300
+// points is stably sorted by quadrant code (x >= the centre line gives 1, y >= it gives 2), and
+// each child of more than 300 points is split in turn, starting from the depth its earlier
+// siblings reached, unless its points are all equal or its sub-box equals its parent's box in x
 // and y (NaN bounds counting equal). Records the tree in preorder: -1 for an inner node, else
 // the leaf's run.
 struct LiteralWithStops {
@@ -217,6 +83,112 @@ void shapeOf(const QuadtreeIterator& it, std::vector<int>& shape) {
     QuadtreeIterator child = it;
     child.descend(q);
     shapeOf(child, shape);
+  }
+}
+
+// Walks the whole tree: every point of every leaf takes, at each node above, the quadrant of that
+// node's centre lines; leaf runs are consecutive, stable and cover every point once. Returns the
+// largest leaf.
+int walk(const Quadtree& tree) {
+  int nodes = 0, nextFirst = 0, largest = 0;
+  std::vector<std::pair<krLinear::PointFlt, int>> path;  // centre and quadrant above the leaf
+  auto visit = [&](auto& self, const QuadtreeIterator& it) -> void {
+    ++nodes;
+    if (it.isLeaf()) {
+      int first, end;
+      it.getVertexRange(first, end);
+      EXPECT_EQ(first, nextFirst);
+      nextFirst = end;
+      largest = std::max(largest, end - first);
+      for (int i = first; i < end; ++i) {
+        const int p = tree.getRemap()[i];
+        const float* v = tree.getVertices();
+        for (const auto& [c, q] : path)
+          ASSERT_EQ((v[2 * p] >= c.x() ? 1 : 0) + (v[2 * p + 1] >= c.y() ? 2 : 0), q) << p;
+        EXPECT_TRUE(i == first || tree.getRemap()[i - 1] < p) << "leaf order is not stable";
+      }
+      return;
+    }
+    const krLinear::PointFlt c = it.getBox().center();
+    for (int q = 0; q < 4; ++q) {
+      QuadtreeIterator child = it;
+      ASSERT_TRUE(child.descend(q));
+      path.push_back({c, q});
+      self(self, child);
+      path.pop_back();
+    }
+  };
+  visit(visit, tree.getRoot());
+  std::vector<int> remap(tree.getRemap(), tree.getRemap() + tree.numVertices());
+  std::sort(remap.begin(), remap.end());
+  for (int i = 0; i < tree.numVertices(); ++i) EXPECT_EQ(remap[i], i) << "not a permutation";
+  EXPECT_EQ(std::make_pair(nodes, nextFirst), std::make_pair(tree.numNodes(), tree.numVertices()));
+  return largest;
+}
+
+TEST(Quadtree, SmallInputsSubBoxesAndTheInheritedDepth) {
+  std::vector<float> xy(602, 0.25f);
+  for (int n : {0, 300}) EXPECT_EQ(walk(Quadtree(n, xy.data(), box2(0, 0, 1, 1))), n);
+  // One more point splits the root; sub-boxes halve x and y and have z 0.
+  Quadtree tree(301, xy.data(), box2(0, 0, 1, 1, -3, 3));
+  QuadtreeIterator it = tree.getRoot();
+  EXPECT_TRUE(it.descend(1) && it.getBox() == box2(0.5f, 0, 1, 0.5f));
+  EXPECT_EQ(std::make_pair(tree.numNodes(), tree.maxDepth()), std::make_pair(5, 2));
+
+  // Quadrant 0 splits twice (its points all in [0, 0.25)^2, spread over that square), so its
+  // subtree returns 4; quadrant 1 then splits with 5 passed in, although only 4 levels exist.
+  std::vector<float> two;
+  for (int i = 0; i < 800; ++i) {
+    const float step = i < 400 ? 0.2f / 20.f : 0.45f / 20.f, x0 = i < 400 ? 0.01f : 0.51f;
+    two.insert(two.end(), {x0 + step * (i % 20), 0.01f + step * (i % 400 / 20)});
+  }
+  Quadtree deep(800, two.data(), box2(0, 0, 1, 1));
+  EXPECT_EQ(std::make_pair(deep.numNodes(), deep.maxDepth()), std::make_pair(1 + 4 * 4, 5));
+  EXPECT_EQ(LiteralWithStops(800, two.data(), box2(0, 0, 1, 1)).maxDepth, 5);
+}
+
+TEST(Quadtree, MatchesTheLiteralBuildOnRandomClouds) {
+  const unsigned rngStart = 20240611;
+  std::printf("rngStart = %u\n", rngStart);
+  std::mt19937 rng(rngStart);
+  std::uniform_real_distribution<float> unit(0.f, 1.f);
+  std::normal_distribution<float> blob(0.f, 0.02f);
+  for (int kind = 0; kind < 3; ++kind) {
+    SCOPED_TRACE(kind);
+    const int n = 20000 + kind * 7;
+    std::vector<float> xy(2 * n);
+    // Uniform; four tight clusters; on a grid (many points exactly on centre lines).
+    for (int i = 0; i < 2 * n; ++i)
+      xy[i] = kind == 0   ? unit(rng)
+              : kind == 1 ? 0.2f + 0.2f * (i / 2 % 4) + blob(rng)
+                          : (i % 2 ? (i / 256) % 128 : (i / 2) % 128) / 128.f;
+    Quadtree tree(n, xy.data(), box2(0, 0, 1, 1));
+    LiteralWithStops ref(n, xy.data(), box2(0, 0, 1, 1));
+    EXPECT_EQ(std::make_tuple(std::vector<int>(tree.getRemap(), tree.getRemap() + n),
+                              tree.numNodes(), tree.maxDepth()),
+              std::make_tuple(ref.remap, ref.numNodes, ref.maxDepth));
+    EXPECT_LE(walk(tree), 300);
+  }
+}
+
+TEST(Quadtree, BuildsThatWouldNeverEndStop) {
+  const float nan = std::nanf(""), next = std::nextafter(1.f, 2.f);
+  // 400 coincident points; coincident points among others; distinct points outside the box;
+  // NaN points; points one float step apart.
+  std::vector<std::vector<float>> clouds(5);
+  for (int i = 0; i < 1000; ++i) {
+    clouds[1].insert(clouds[1].end(), {i % 3 ? 0.123f : i / 1000.f, 0.456f});
+    if (i >= 400) continue;
+    clouds[0].insert(clouds[0].end(), {0.3f, 0.7f});
+    clouds[2].insert(clouds[2].end(), {2.f + i / 400.f, 3.f - i / 400.f});
+    clouds[3].insert(clouds[3].end(), {nan, nan});
+    clouds[4].insert(clouds[4].end(), {i % 2 ? 1.f : next, 1.f});
+  }
+  for (std::size_t c = 0; c < clouds.size(); ++c) {
+    SCOPED_TRACE(c);
+    Quadtree tree(int(clouds[c].size() / 2), clouds[c].data(), box2(0, 0, 1, 1));
+    EXPECT_TRUE(c > 0 || tree.numNodes() == 5) << "coincident points split once";
+    walk(tree);
   }
 }
 
