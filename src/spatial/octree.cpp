@@ -233,7 +233,16 @@ int Octree::splitRoot(Node* node, int limit, OctreePartitionData& data) {
   const int end = node->leaf.end;
   OctreePass pass(end, vertsPerLeaf_, levels, wideAxes, 0);
   // The first pass's counts are taken as the keys are made.
-  for (int i = 0; i < end; ++i) {
+  int i = 0;
+  for (; i + 4 <= end; i += 4) {
+    std::uint32_t keys[4];
+    axes.keysOf4(vertices_ + 3 * static_cast<std::size_t>(i), keys);
+    for (int l = 0; l < 4; ++l) {
+      items[i + l] = Item{keys[l], i + l};
+      pass.add(items[i + l]);
+    }
+  }
+  for (; i < end; ++i) {
     items[i] = Item{axes.keyOf(vertices_ + 3 * static_cast<std::size_t>(i)), i};
     pass.add(items[i]);
   }
