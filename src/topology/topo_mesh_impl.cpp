@@ -211,6 +211,81 @@ TopoMeshEdgeData* findEdge(TopoMeshVertexData* a, const TopoMeshVertexData* b) {
   return nullptr;
 }
 
+namespace {
+
+// The fan findEdge walks at one vertex, taken from both ends: forward through prev->twin and
+// backward through twin->next, starting at firstEdge. The two ends stop at a missing twin or
+// when they meet, so together they visit exactly the half-edges of the one-way walk (the forward
+// step is a one-to-one map whose inverse is the backward step: a fan is a cycle or a path).
+struct FanEnds {
+  TopoMeshEdgeData* first;
+  TopoMeshEdgeData* fwd;  // null once that end has stopped
+  TopoMeshEdgeData* bwd;
+  const TopoMeshVertexData* target;
+
+  FanEnds(TopoMeshVertexData* v, const TopoMeshVertexData* to)
+      : first(v->firstEdge), fwd(first), bwd(first), target(to) {}
+  bool ends(const TopoMeshEdgeData* h) const noexcept { return h->next->vertex == target; }
+  // The half-edges of a face are usually taken from the pool together, so h's loop neighbours
+  // (read next) tend to lie within two records of h: start loading them with h itself.
+  static void prefetchLoop(const TopoMeshEdgeData* h) noexcept {
+#if defined(__GNUC__)
+    const auto* p = reinterpret_cast<const char*>(h);
+    constexpr std::ptrdiff_t kStride = (sizeof(TopoMeshEdgeData) + 15) / 16 * 16;
+    __builtin_prefetch(p - 2 * kStride);
+    __builtin_prefetch(p - kStride);
+    __builtin_prefetch(p + kStride);
+    __builtin_prefetch(p + 2 * kStride);
+#else
+    (void)h;
+#endif
+  }
+  // One step at each end; true when a visited half-edge ends at the target.
+  bool step() noexcept {
+    if (fwd) {
+      TopoMeshEdgeData* h = fwd->prev->twin;
+      if (h) prefetchLoop(h);
+      if (!h || h == first || h == bwd) {
+        fwd = nullptr;
+        if (h) bwd = nullptr;  // met: the whole cycle is seen
+      } else {
+        fwd = h;
+        if (ends(h)) return true;
+      }
+    }
+    if (bwd) {
+      TopoMeshEdgeData* t = bwd->twin;
+      if (t) prefetchLoop(t);
+      TopoMeshEdgeData* h = t ? t->next : nullptr;
+      if (!h || h == first || h == fwd) {
+        bwd = nullptr;
+        if (h) fwd = nullptr;
+      } else {
+        bwd = h;
+        if (ends(h)) return true;
+      }
+    }
+    return false;
+  }
+  bool active() const noexcept {
+    return fwd || bwd;
+  }
+};
+
+}  // namespace
+
+bool joined(TopoMeshVertexData* a, TopoMeshVertexData* b) {
+  if (!a->firstEdge) return findEdge(b, a) != nullptr;
+  if (!b->firstEdge) return findEdge(a, b) != nullptr;
+  FanEnds fa(a, b), fb(b, a);
+  FanEnds::prefetchLoop(fa.first);
+  FanEnds::prefetchLoop(fb.first);
+  if (fa.ends(fa.first) || fb.ends(fb.first)) return true;
+  while (fa.active() || fb.active())
+    if (fa.step() || fb.step()) return true;
+  return false;
+}
+
 Cut cutLoop(TopoMeshImpl& m, TopoMeshEdgeData* e1, TopoMeshEdgeData* e2, bool yFirst) {
   TopoMeshFaceData* f = e1->face;
   TopoMeshEdgeData* e1Prev = e1->prev;
