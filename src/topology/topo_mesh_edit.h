@@ -84,6 +84,9 @@ void pair(TopoMeshImpl& m, TopoMeshEdgeData* first, TopoMeshEdgeData* second);
 // pair() for a `first` whose metadata slots are still all zero bytes (a new half-edge): writes
 // the slots of `second` only when they are not zero already, leaving clean cache lines clean.
 void pairNew(TopoMeshImpl& m, TopoMeshEdgeData* first, TopoMeshEdgeData* second);
+// pair() onto a `second` whose metadata slots are still all zero bytes (a new half-edge): copies
+// only when `first` carries something, leaving the new record's clean cache lines unwritten.
+void pairOntoNew(TopoMeshImpl& m, TopoMeshEdgeData* first, TopoMeshEdgeData* second);
 // Sets a field after reporting its record; skips the write (and the report) when unchanged.
 void setOrigin(TopoMeshImpl& m, TopoMeshEdgeData* e, TopoMeshVertexData* v);
 void setFirstEdge(TopoMeshImpl& m, TopoMeshVertexData* v, TopoMeshEdgeData* e);

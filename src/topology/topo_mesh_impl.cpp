@@ -155,19 +155,37 @@ void pair(TopoMeshImpl& m, TopoMeshEdgeData* first, TopoMeshEdgeData* second) {
   std::memcpy(static_cast<void*>(second->metadata), first->metadata, sizeof(first->metadata));
 }
 
+namespace {
+
+bool metadataIsZero(const TopoMeshEdgeData* e) {
+  const auto* bytes = reinterpret_cast<const unsigned char*>(e->metadata);
+  std::uint64_t any = 0;
+  for (std::size_t i = 0; i < sizeof(e->metadata); i += 8) {
+    std::uint64_t word;
+    std::memcpy(&word, bytes + i, 8);
+    any |= word;
+  }
+  return any == 0;
+}
+
+}  // namespace
+
 void pairNew(TopoMeshImpl& m, TopoMeshEdgeData* first, TopoMeshEdgeData* second) {
   m.recordChange(first);
   m.recordChange(second);
   first->twin = second;
   second->twin = first;
-  const auto* bytes = reinterpret_cast<const unsigned char*>(second->metadata);
-  bool zero = true;
-  for (std::size_t i = 0; i < sizeof(second->metadata) && zero; i += 8) {
-    std::uint64_t word;
-    std::memcpy(&word, bytes + i, 8);
-    zero = word == 0;
-  }
-  if (!zero) std::memset(static_cast<void*>(second->metadata), 0, sizeof(second->metadata));
+  if (!metadataIsZero(second))
+    std::memset(static_cast<void*>(second->metadata), 0, sizeof(second->metadata));
+}
+
+void pairOntoNew(TopoMeshImpl& m, TopoMeshEdgeData* first, TopoMeshEdgeData* second) {
+  m.recordChange(first);
+  m.recordChange(second);
+  first->twin = second;
+  second->twin = first;
+  if (!metadataIsZero(first))
+    std::memcpy(static_cast<void*>(second->metadata), first->metadata, sizeof(first->metadata));
 }
 
 void setOrigin(TopoMeshImpl& m, TopoMeshEdgeData* e, TopoMeshVertexData* v) {
