@@ -53,9 +53,6 @@ class TopoMeshLog {
   // it once no state can bring it back, never during the operation that deleted it).
   void record(void* rec, TopoMeshRecordKind kind, TopoMeshRecordStatus status);
 
-  // Starts loading what recording rec will read, so that several records' misses overlap.
-  void prefetch(const void* rec) const noexcept { pending_.index.prefetch(rec); }
-
   // Makes room for n more recorded records (entries, index slots, records created and deleted
   // within one operation), so that recording them allocates nothing but their saved copies,
   // which the caller reserves in the pools. Throws std::bad_alloc; the log is then unchanged.

@@ -44,14 +44,6 @@ class TopoMeshLogIndex {
   std::uint32_t findOrInsert(const void* rec, std::uint32_t pos);
   // Adds rec (not yet indexed) at position pos.
   void insert(const void* rec, std::uint32_t pos) { findOrInsert(rec, pos); }
-  // Starts loading the slot where a probe for rec begins.
-  void prefetch(const void* rec) const noexcept {
-#if defined(__GNUC__)
-    if (!slots_.empty()) __builtin_prefetch(&slots_[home(rec)]);
-#else
-    (void)rec;
-#endif
-  }
   // Removes rec (which must be indexed).
   void erase(const void* rec) noexcept;
   // Points rec's slot (rec must be indexed) at position `to`.
@@ -65,16 +57,10 @@ class TopoMeshLogIndex {
   // Frees the table.
   void release() noexcept;
 
-  std::uint32_t size() const noexcept {
-    return size_;
-  }
+  std::uint32_t size() const noexcept { return size_; }
   // Whether the table exists (a released index is rebuilt before use as a change set's index).
-  bool built() const noexcept {
-    return !slots_.empty();
-  }
-  std::size_t bytes() const noexcept {
-    return slots_.capacity() * sizeof(Slot);
-  }
+  bool built() const noexcept { return !slots_.empty(); }
+  std::size_t bytes() const noexcept { return slots_.capacity() * sizeof(Slot); }
 
  private:
   struct Slot {

@@ -3,7 +3,6 @@
 
 #include "topo_mesh_edit.h"
 #include "topo_mesh_impl.h"
-#include "topo_mesh_log.h"
 
 #include <cassert>
 
@@ -139,23 +138,6 @@ bool TopoMesh::swapEdge(TopoMeshEdge edge) {
   TopoMeshVertexData* b = n->vertex;
   TopoMeshVertexData* c = p->vertex;
   TopoMeshVertexData* d = tp->vertex;
-  if (m.hasLog()) {
-    // Every record below is copied whole by the log on its first change: load them all while
-    // the fan walks run.
-    TopoMeshLog& log = *m.log();
-    for (const TopoMeshEdgeData* h : {e, t, n, p, tn, tp}) {
-      topo::prefetchRecord(h);
-      log.prefetch(h);
-    }
-    for (const TopoMeshVertexData* v : {a, b, c, d}) {
-      topo::prefetchRecord(v);
-      log.prefetch(v);
-    }
-    for (const TopoMeshFaceData* f : {e->face, t->face}) {
-      topo::prefetchRecord(f);
-      log.prefetch(f);
-    }
-  }
   if (topo::joined(c, d)) return false;
   topo::prepare(m, 0, [&] { return 48; });
 
