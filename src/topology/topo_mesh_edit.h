@@ -39,8 +39,8 @@ inline void prepare(TopoMeshImpl& m, std::size_t newRecords, Touched&& touched) 
 std::size_t fanSize(TopoMeshVertexData* v);
 std::size_t loopSize(const TopoMeshFaceData* f);
 
-// Starts loading every cache line of a record that the log will copy whole, so that the misses
-// overlap whatever the edit reads first (fan walks) instead of stalling the copy one by one.
+// Starts loading every cache line of a record, so that an edit that will read all of it (the
+// metadata a pairing copies) does not wait for its lines one after another.
 inline void prefetchRecord(const void* rec, std::size_t bytes) noexcept {
 #if defined(__GNUC__)
   const auto first = reinterpret_cast<std::uintptr_t>(rec) & ~std::uintptr_t{63};

@@ -4,6 +4,7 @@
 #include "topo_mesh_edit.h"
 #include "topo_mesh_log.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 
@@ -248,12 +249,11 @@ struct FanEnds {
   // (read next) tend to lie within two records of h: start loading them with h itself.
   static void prefetchLoop(const TopoMeshEdgeData* h) noexcept {
 #if defined(__GNUC__)
-    const auto* p = reinterpret_cast<const char*>(h);
-    constexpr std::ptrdiff_t kStride = (sizeof(TopoMeshEdgeData) + 15) / 16 * 16;
-    __builtin_prefetch(p - 2 * kStride);
-    __builtin_prefetch(p - kStride);
-    __builtin_prefetch(p + kStride);
-    __builtin_prefetch(p + 2 * kStride);
+    constexpr std::uintptr_t kStride = (sizeof(TopoMeshEdgeData) + alignof(std::max_align_t) - 1) /
+                                       alignof(std::max_align_t) * alignof(std::max_align_t);
+    const auto p = reinterpret_cast<std::uintptr_t>(h);
+    for (std::uintptr_t q : {p - 2 * kStride, p - kStride, p + kStride, p + 2 * kStride})
+      __builtin_prefetch(reinterpret_cast<const void*>(q));
 #else
     (void)h;
 #endif

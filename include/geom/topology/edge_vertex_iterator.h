@@ -69,7 +69,7 @@ class KRGEOM_EXPORT TopoMeshEdgeVertexIterator {
   // A walk reads the loop neighbours (next, prev) of each half-edge it reaches, and the
   // half-edges of one face are usually taken from the pool together, within two records of each
   // other: start loading those records with h itself, so that a step waits for one miss, not
-  // three in a row. Only a hint: nothing is read, and null or far-off neighbours cost nothing.
+  // three in a row. Only a hint: nothing is read through these addresses.
   static void prefetchLoop(const TopoMeshEdgeData* h) noexcept {
 #if defined(__GNUC__)
     constexpr std::uintptr_t kStride =
