@@ -11,6 +11,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 namespace krGeom::topo {
@@ -38,6 +39,29 @@ inline void prepare(TopoMeshImpl& m, std::size_t newRecords, Touched&& touched) 
 std::size_t fanSize(TopoMeshVertexData* v);
 std::size_t loopSize(const TopoMeshFaceData* f);
 
+// Starts loading every cache line of a record, so that an edit that will read all of it (the
+// metadata a pairing copies) does not wait for its lines one after another.
+inline void prefetchRecord(const void* rec, std::size_t bytes) noexcept {
+#if defined(__GNUC__)
+  const auto first = reinterpret_cast<std::uintptr_t>(rec) & ~std::uintptr_t{63};
+  const auto end = reinterpret_cast<std::uintptr_t>(rec) + bytes;
+  for (std::uintptr_t line = first; line < end; line += 64)
+    __builtin_prefetch(reinterpret_cast<const void*>(line));
+#else
+  (void)rec;
+  (void)bytes;
+#endif
+}
+inline void prefetchRecord(const TopoMeshVertexData* v) noexcept {
+  prefetchRecord(v, sizeof *v);
+}
+inline void prefetchRecord(const TopoMeshEdgeData* e) noexcept {
+  prefetchRecord(e, sizeof *e);
+}
+inline void prefetchRecord(const TopoMeshFaceData* f) noexcept {
+  prefetchRecord(f, sizeof *f);
+}
+
 // ---- Records ----
 
 // A new isolated vertex at p, appended to the vertex list. Metadata is left as the pool has it.
@@ -60,6 +84,9 @@ void pair(TopoMeshImpl& m, TopoMeshEdgeData* first, TopoMeshEdgeData* second);
 // pair() for a `first` whose metadata slots are still all zero bytes (a new half-edge): writes
 // the slots of `second` only when they are not zero already, leaving clean cache lines clean.
 void pairNew(TopoMeshImpl& m, TopoMeshEdgeData* first, TopoMeshEdgeData* second);
+// pair() onto a `second` whose metadata slots are still all zero bytes (a new half-edge): copies
+// only when `first` carries something, leaving the new record's clean cache lines unwritten.
+void pairOntoNew(TopoMeshImpl& m, TopoMeshEdgeData* first, TopoMeshEdgeData* second);
 // Sets a field after reporting its record; skips the write (and the report) when unchanged.
 void setOrigin(TopoMeshImpl& m, TopoMeshEdgeData* e, TopoMeshVertexData* v);
 void setFirstEdge(TopoMeshImpl& m, TopoMeshVertexData* v, TopoMeshEdgeData* e);
@@ -73,6 +100,9 @@ TopoMeshEdgeData* otherOutgoing(TopoMeshVertexData* v, const TopoMeshEdgeData* h
 void moveFirstEdgeOff(TopoMeshImpl& m, TopoMeshEdgeData* h);
 // The first outgoing half-edge of a, in fan order, that ends at b; null if none.
 TopoMeshEdgeData* findEdge(TopoMeshVertexData* a, const TopoMeshVertexData* b);
+// findEdge(a, b) || findEdge(b, a), with the same half-edges examined, but the two fans walked
+// together and each from both ends at once, so that the pointer chases overlap.
+bool joined(TopoMeshVertexData* a, TopoMeshVertexData* b);
 
 // ---- Shared operations ----
 

@@ -4,6 +4,7 @@
 #include "topo_mesh_edit.h"
 #include "topo_mesh_log.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 
@@ -155,19 +156,37 @@ void pair(TopoMeshImpl& m, TopoMeshEdgeData* first, TopoMeshEdgeData* second) {
   std::memcpy(static_cast<void*>(second->metadata), first->metadata, sizeof(first->metadata));
 }
 
+namespace {
+
+bool metadataIsZero(const TopoMeshEdgeData* e) {
+  const auto* bytes = reinterpret_cast<const unsigned char*>(e->metadata);
+  std::uint64_t any = 0;
+  for (std::size_t i = 0; i < sizeof(e->metadata); i += 8) {
+    std::uint64_t word;
+    std::memcpy(&word, bytes + i, 8);
+    any |= word;
+  }
+  return any == 0;
+}
+
+}  // namespace
+
 void pairNew(TopoMeshImpl& m, TopoMeshEdgeData* first, TopoMeshEdgeData* second) {
   m.recordChange(first);
   m.recordChange(second);
   first->twin = second;
   second->twin = first;
-  const auto* bytes = reinterpret_cast<const unsigned char*>(second->metadata);
-  bool zero = true;
-  for (std::size_t i = 0; i < sizeof(second->metadata) && zero; i += 8) {
-    std::uint64_t word;
-    std::memcpy(&word, bytes + i, 8);
-    zero = word == 0;
-  }
-  if (!zero) std::memset(static_cast<void*>(second->metadata), 0, sizeof(second->metadata));
+  if (!metadataIsZero(second))
+    std::memset(static_cast<void*>(second->metadata), 0, sizeof(second->metadata));
+}
+
+void pairOntoNew(TopoMeshImpl& m, TopoMeshEdgeData* first, TopoMeshEdgeData* second) {
+  m.recordChange(first);
+  m.recordChange(second);
+  first->twin = second;
+  second->twin = first;
+  if (!metadataIsZero(first))
+    std::memcpy(static_cast<void*>(second->metadata), first->metadata, sizeof(first->metadata));
 }
 
 void setOrigin(TopoMeshImpl& m, TopoMeshEdgeData* e, TopoMeshVertexData* v) {
@@ -209,6 +228,80 @@ TopoMeshEdgeData* findEdge(TopoMeshVertexData* a, const TopoMeshVertexData* b) {
   for (TopoMeshEdgeVertexIterator it(a); it.valid(); it.next())
     if (it.edge().data()->next->vertex == b) return it.edge();
   return nullptr;
+}
+
+namespace {
+
+// The fan findEdge walks at one vertex, taken from both ends: forward through prev->twin and
+// backward through twin->next, starting at firstEdge. The two ends stop at a missing twin or
+// when they meet, so together they visit exactly the half-edges of the one-way walk (the forward
+// step is a one-to-one map whose inverse is the backward step: a fan is a cycle or a path).
+struct FanEnds {
+  TopoMeshEdgeData* first;
+  TopoMeshEdgeData* fwd;  // null once that end has stopped
+  TopoMeshEdgeData* bwd;
+  const TopoMeshVertexData* target;
+
+  FanEnds(TopoMeshVertexData* v, const TopoMeshVertexData* to)
+      : first(v->firstEdge), fwd(first), bwd(first), target(to) {}
+  bool ends(const TopoMeshEdgeData* h) const noexcept { return h->next->vertex == target; }
+  // The half-edges of a face are usually taken from the pool together, so h's loop neighbours
+  // (read next) tend to lie within two records of h: start loading them with h itself.
+  static void prefetchLoop(const TopoMeshEdgeData* h) noexcept {
+#if defined(__GNUC__)
+    constexpr std::uintptr_t kStride = (sizeof(TopoMeshEdgeData) + alignof(std::max_align_t) - 1) /
+                                       alignof(std::max_align_t) * alignof(std::max_align_t);
+    const auto p = reinterpret_cast<std::uintptr_t>(h);
+    for (std::uintptr_t q : {p - 2 * kStride, p - kStride, p + kStride, p + 2 * kStride})
+      __builtin_prefetch(reinterpret_cast<const void*>(q));
+#else
+    (void)h;
+#endif
+  }
+  // One step at each end; true when a visited half-edge ends at the target.
+  bool step() noexcept {
+    if (fwd) {
+      TopoMeshEdgeData* h = fwd->prev->twin;
+      if (h) prefetchLoop(h);
+      if (!h || h == first || h == bwd) {
+        fwd = nullptr;
+        if (h) bwd = nullptr;  // met: the whole cycle is seen
+      } else {
+        fwd = h;
+        if (ends(h)) return true;
+      }
+    }
+    if (bwd) {
+      TopoMeshEdgeData* t = bwd->twin;
+      if (t) prefetchLoop(t);
+      TopoMeshEdgeData* h = t ? t->next : nullptr;
+      if (!h || h == first || h == fwd) {
+        bwd = nullptr;
+        if (h) fwd = nullptr;
+      } else {
+        bwd = h;
+        if (ends(h)) return true;
+      }
+    }
+    return false;
+  }
+  bool active() const noexcept {
+    return fwd || bwd;
+  }
+};
+
+}  // namespace
+
+bool joined(TopoMeshVertexData* a, TopoMeshVertexData* b) {
+  if (!a->firstEdge) return findEdge(b, a) != nullptr;
+  if (!b->firstEdge) return findEdge(a, b) != nullptr;
+  FanEnds fa(a, b), fb(b, a);
+  FanEnds::prefetchLoop(fa.first);
+  FanEnds::prefetchLoop(fb.first);
+  if (fa.ends(fa.first) || fb.ends(fb.first)) return true;
+  while (fa.active() || fb.active())
+    if (fa.step() || fb.step()) return true;
+  return false;
 }
 
 Cut cutLoop(TopoMeshImpl& m, TopoMeshEdgeData* e1, TopoMeshEdgeData* e2, bool yFirst) {

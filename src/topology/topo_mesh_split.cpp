@@ -138,7 +138,7 @@ bool TopoMesh::swapEdge(TopoMeshEdge edge) {
   TopoMeshVertexData* b = n->vertex;
   TopoMeshVertexData* c = p->vertex;
   TopoMeshVertexData* d = tp->vertex;
-  if (topo::findEdge(c, d) || topo::findEdge(d, c)) return false;
+  if (topo::joined(c, d)) return false;
   topo::prepare(m, 0, [&] { return 48; });
 
   m.recordChange(e);

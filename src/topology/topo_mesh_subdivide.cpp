@@ -42,6 +42,9 @@ TopoMeshVertex TopoMesh::subdivideEdge(TopoMeshEdge edge, const krLinear::Point&
   TopoMeshImpl& m = *impl_;
   TopoMeshEdgeData* e = edge.data();
   TopoMeshEdgeData* t = e->twin;
+  // The pairings below read both halves' metadata: start loading it now.
+  topo::prefetchRecord(e);
+  if (t) topo::prefetchRecord(t);
   topo::prepare(m, 3, [&] { return 48; });
   TopoMeshVertexData* v = topo::newVertex(m, p);
 
@@ -50,8 +53,8 @@ TopoMeshVertex TopoMesh::subdivideEdge(TopoMeshEdge edge, const krLinear::Point&
   if (t) {
     TopoMeshEdgeData* x2 = insertAfter(m, t, v);
     // Each pairing copies from its first half-edge: t takes x's zero metadata, x2 takes e's.
-    topo::pair(m, x, t);
-    topo::pair(m, e, x2);
+    topo::pairNew(m, x, t);
+    topo::pairOntoNew(m, e, x2);
   }
   return v;
 }

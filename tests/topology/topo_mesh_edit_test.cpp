@@ -3,6 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
+#include <vector>
+
 namespace {
 
 using namespace krGeom;
@@ -213,3 +216,55 @@ TEST(TopoMeshCollapseTest, ContractAlongTheRimAndCollapseInteriorEdges) {
 }
 
 }  // namespace
+
+// swapEdge walks the fans at both far corners together and from both ends; it must refuse
+// exactly when a one-way fan walk (findEdge) sees the edge, on boundary fans (paths) and at a
+// pinched vertex whose second fan the walk from firstEdge never reaches.
+TEST(TopoMeshSplitTest, SwapRefusesExactlyWhenFindEdgeSeesTheFlippedEdge) {
+  for (const bool pinch : {false, true}) {
+    TopoMesh mesh;
+    const int rows = 4, cols = 5;
+    std::vector<TopoMeshVertex> v;
+    for (int r = 0; r <= rows; ++r)
+      for (int c = 0; c <= cols; ++c) v.push_back(mesh.allocVertex({double(c), double(r), 0}));
+    auto at = [&](int r, int c) { return v[r * (cols + 1) + c]; };
+    for (int r = 0; r < rows; ++r)
+      for (int c = 0; c < cols; ++c) {
+        if ((r + c) % 3 == 0) {
+          mesh.allocTriangle(at(r, c), at(r, c + 1), at(r + 1, c + 1));
+          mesh.allocTriangle(at(r, c), at(r + 1, c + 1), at(r + 1, c));
+        } else {
+          mesh.allocTriangle(at(r, c), at(r, c + 1), at(r + 1, c));
+          mesh.allocTriangle(at(r, c + 1), at(r + 1, c + 1), at(r + 1, c));
+        }
+      }
+    if (pinch) {
+      // A second fan at corner (0, 0), reaching a far vertex that some flips bring opposite it.
+      TopoMeshVertex x = mesh.allocVertex({-1, -1, 0}), y = mesh.allocVertex({-2, 0, 0});
+      mesh.allocTriangle(at(0, 0), x, y);
+      mesh.allocTriangle(x, at(2, 3), y);
+      mesh.allocTriangle(at(0, 0), y, at(1, 0));
+    }
+    mesh.enableTransactions();
+    std::mt19937 rng(pinch ? 11u : 7u);
+    int refused = 0, done = 0;
+    for (int step = 0; step < 400; ++step) {
+      std::vector<TopoMeshEdge> inner;
+      for (TopoMeshEdge e = mesh.firstEdge(); e; e = e.nextInMesh())
+        if (e.twin() && e.face().numVertices() == 3 && e.twin().face().numVertices() == 3)
+          inner.push_back(e);
+      ASSERT_FALSE(inner.empty());
+      TopoMeshEdge e = inner[rng() % inner.size()];
+      TopoMeshVertex c = e.prev().v1(), d = e.twin().prev().v1();
+      const bool joined = TopoMesh::findEdge(c, d) || TopoMesh::findEdge(d, c);
+      kr::Reference<TopoMeshState> before = mesh.createState();
+      ASSERT_EQ(mesh.swapEdge(e), !joined) << "step " << step;
+      ++(joined ? refused : done);
+      // Keep every other flip, so that fans change shape as the walk goes on.
+      if (step % 2) mesh.setState(before);
+      ASSERT_STREQ(mesh.findBrokenInvariant().c_str(), "") << "step " << step;
+    }
+    EXPECT_GT(refused, 20);
+    EXPECT_GT(done, 20);
+  }
+}

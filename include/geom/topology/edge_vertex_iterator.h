@@ -12,6 +12,9 @@
 #include <geom/export.h>
 #include <geom/topology/topo_mesh_entities.h>
 
+#include <cstddef>
+#include <cstdint>
+
 namespace krGeom {
 
 class KRGEOM_EXPORT TopoMeshEdgeVertexIterator {
@@ -36,6 +39,7 @@ class KRGEOM_EXPORT TopoMeshEdgeVertexIterator {
     if (!h) return;
     if (forward_) {
       TopoMeshEdgeData* c = h->prev->twin;
+      prefetchLoop(c);
       if (c) {
         if (c == vertex_.data()->firstEdge) {
           edge_ = nullptr;
@@ -49,6 +53,7 @@ class KRGEOM_EXPORT TopoMeshEdgeVertexIterator {
         edge_ = t ? t->next : nullptr;
       }
     } else {
+      prefetchLoop(h->twin);
       edge_ = h->twin ? h->twin->next : nullptr;
     }
   }
@@ -61,6 +66,26 @@ class KRGEOM_EXPORT TopoMeshEdgeVertexIterator {
   void resetFirstEdge() noexcept;
 
  private:
+  // A walk reads the loop neighbours (next, prev) of each half-edge it reaches, and the
+  // half-edges of one face are usually taken from the pool together, within two records of each
+  // other: start loading those records with h itself, so that a step waits for one miss, not
+  // three in a row. Only a hint: nothing is read through these addresses.
+  static void prefetchLoop(const TopoMeshEdgeData* h) noexcept {
+#if defined(__GNUC__)
+    constexpr std::uintptr_t kStride =
+        (sizeof(TopoMeshEdgeData) + alignof(std::max_align_t) - 1) / alignof(std::max_align_t) *
+        alignof(std::max_align_t);  // the pool's distance between records
+    const auto p = reinterpret_cast<std::uintptr_t>(h);
+    if (!p) return;
+    __builtin_prefetch(reinterpret_cast<const void*>(p - 2 * kStride));
+    __builtin_prefetch(reinterpret_cast<const void*>(p - kStride));
+    __builtin_prefetch(reinterpret_cast<const void*>(p + kStride));
+    __builtin_prefetch(reinterpret_cast<const void*>(p + 2 * kStride));
+#else
+    (void)h;
+#endif
+  }
+
   TopoMeshVertex vertex_;
   TopoMeshEdgeData* edge_;
   bool forward_;
