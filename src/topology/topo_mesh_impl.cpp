@@ -148,15 +148,15 @@ void releaseFace(TopoMeshImpl& m, TopoMeshFaceData* f) {
   if (!m.hasLog()) m.facePool->free(f);
 }
 
-void pair(TopoMeshImpl& m, TopoMeshEdgeData* first, TopoMeshEdgeData* second) {
+namespace {
+
+// Links two half-edges as twins, logging both.
+void linkTwins(TopoMeshImpl& m, TopoMeshEdgeData* first, TopoMeshEdgeData* second) {
   m.recordChange(first);
   m.recordChange(second);
   first->twin = second;
   second->twin = first;
-  std::memcpy(static_cast<void*>(second->metadata), first->metadata, sizeof(first->metadata));
 }
-
-namespace {
 
 bool metadataIsZero(const TopoMeshEdgeData* e) {
   const auto* bytes = reinterpret_cast<const unsigned char*>(e->metadata);
@@ -171,20 +171,19 @@ bool metadataIsZero(const TopoMeshEdgeData* e) {
 
 }  // namespace
 
+void pair(TopoMeshImpl& m, TopoMeshEdgeData* first, TopoMeshEdgeData* second) {
+  linkTwins(m, first, second);
+  std::memcpy(static_cast<void*>(second->metadata), first->metadata, sizeof(first->metadata));
+}
+
 void pairNew(TopoMeshImpl& m, TopoMeshEdgeData* first, TopoMeshEdgeData* second) {
-  m.recordChange(first);
-  m.recordChange(second);
-  first->twin = second;
-  second->twin = first;
+  linkTwins(m, first, second);
   if (!metadataIsZero(second))
     std::memset(static_cast<void*>(second->metadata), 0, sizeof(second->metadata));
 }
 
 void pairOntoNew(TopoMeshImpl& m, TopoMeshEdgeData* first, TopoMeshEdgeData* second) {
-  m.recordChange(first);
-  m.recordChange(second);
-  first->twin = second;
-  second->twin = first;
+  linkTwins(m, first, second);
   if (!metadataIsZero(first))
     std::memcpy(static_cast<void*>(second->metadata), first->metadata, sizeof(first->metadata));
 }

@@ -147,30 +147,6 @@ TEST(Quadtree, SmallInputsSubBoxesAndTheInheritedDepth) {
   EXPECT_EQ(LiteralWithStops(800, two.data(), box2(0, 0, 1, 1)).maxDepth, 5);
 }
 
-TEST(Quadtree, MatchesTheLiteralBuildOnRandomClouds) {
-  const unsigned rngStart = 20240611;
-  std::printf("rngStart = %u\n", rngStart);
-  std::mt19937 rng(rngStart);
-  std::uniform_real_distribution<float> unit(0.f, 1.f);
-  std::normal_distribution<float> blob(0.f, 0.02f);
-  for (int kind = 0; kind < 3; ++kind) {
-    SCOPED_TRACE(kind);
-    const int n = 20000 + kind * 7;
-    std::vector<float> xy(2 * n);
-    // Uniform; four tight clusters; on a grid (many points exactly on centre lines).
-    for (int i = 0; i < 2 * n; ++i)
-      xy[i] = kind == 0   ? unit(rng)
-              : kind == 1 ? 0.2f + 0.2f * (i / 2 % 4) + blob(rng)
-                          : (i % 2 ? (i / 256) % 128 : (i / 2) % 128) / 128.f;
-    Quadtree tree(n, xy.data(), box2(0, 0, 1, 1));
-    LiteralWithStops ref(n, xy.data(), box2(0, 0, 1, 1));
-    EXPECT_EQ(std::make_tuple(std::vector<int>(tree.getRemap(), tree.getRemap() + n),
-                              tree.numNodes(), tree.maxDepth()),
-              std::make_tuple(ref.remap, ref.numNodes, ref.maxDepth));
-    EXPECT_LE(walk(tree), 300);
-  }
-}
-
 TEST(Quadtree, BuildsThatWouldNeverEndStop) {
   const float nan = std::nanf(""), next = std::nextafter(1.f, 2.f);
   // 400 coincident points; coincident points among others; distinct points outside the box;
