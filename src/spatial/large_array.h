@@ -9,9 +9,9 @@
 
 namespace krGeom {
 
-// An uninitialised array of count T's. It comes from a pool of one item, which maps large blocks
-// from the operating system on 2 MiB boundaries with huge pages where available: a build's
-// scratch and remap then cost a few page faults instead of one per 4 KiB.
+// An uninitialised array of count T's. It comes from a pool of one item, which maps a large array
+// straight from the operating system (ordinary pages, committed as they are first written) and
+// gives it back whole when the array goes.
 template <class T>
 class LargeArray {
  public:

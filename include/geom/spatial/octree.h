@@ -28,9 +28,9 @@
 //   those of the halved boxes. A node is then split up to three levels at a time by one stable
 //   counting sort of the (key, index) pairs on those levels' codes; descendants that stay leaves
 //   share one bucket, so every run keeps index order. Nodes below the keys' levels get new keys
-//   in their own box. It needs 16 bytes per point of temporary memory, released before the
-//   constructor returns (large arrays are mapped with huge pages where the system offers them);
-//   the results are exactly those of splitting one level at a time.
+//   in their own box, all the children of a node in one stream. It needs 16 bytes per point of
+//   temporary memory, released before the constructor returns; the results are exactly those
+//   of splitting one level at a time.
 // - With n <= 0 the root is one empty leaf and, the depth limit being undefined, the root box is
 //   widened by E / 1000 alone (E: the box's largest extent).
 // - The build time is reported on krGeom::debugChannel() as
