@@ -7,13 +7,6 @@
 #include <array>
 #include <cstdint>
 
-#if defined(__SSE2__) || defined(_M_X64)
-#include <emmintrin.h>
-#define KRGEOM_OCTREE_SSE2 1
-#else
-#define KRGEOM_OCTREE_SSE2 0
-#endif
-
 namespace krGeom {
 namespace octreeKeys {
 
@@ -56,27 +49,10 @@ struct BoxCells {
   }
   // The keys of the four points p[0 ... 11], as keyOf makes them.
   void keysOf4(const float* p, std::uint32_t* keys) const {
-#if KRGEOM_OCTREE_SSE2
+#if KRGEOM_SPATIAL_SSE2
     __m128i key = _mm_setzero_si128();
     for (int a = 0; a < 3; ++a) {
-      const AxisCells& cells = axis[a];
-      const __m128 x = _mm_setr_ps(p[a], p[3 + a], p[6 + a], p[9 + a]);
-      // The fast reading of AxisCells::cellOf on four lanes; the table settles the others.
-      const __m128 t = _mm_min_ps(
-          _mm_max_ps(_mm_mul_ps(_mm_sub_ps(x, _mm_set1_ps(cells.lo())), _mm_set1_ps(cells.scale())),
-                     _mm_setzero_ps()),
-          _mm_set1_ps(cells.clampHi()));
-      __m128i cell = _mm_cvttps_epi32(t);
-      const __m128 f = _mm_sub_ps(t, _mm_cvtepi32_ps(cell));
-      const int fast = _mm_movemask_ps(_mm_and_ps(_mm_cmpgt_ps(f, _mm_set1_ps(cells.fastLo())),
-                                                  _mm_cmplt_ps(f, _mm_set1_ps(cells.fastHi()))));
-      if (fast != 15) [[unlikely]] {
-        alignas(16) std::uint32_t lanes[4];
-        _mm_store_si128(reinterpret_cast<__m128i*>(lanes), cell);
-        for (int l = 0; l < 4; ++l)
-          if (!(fast >> l & 1)) lanes[l] = cells.cellByTable(p[3 * l + a]);
-        cell = _mm_load_si128(reinterpret_cast<const __m128i*>(lanes));
-      }
+      const __m128i cell = axis[a].cellOf4(_mm_setr_ps(p[a], p[3 + a], p[6 + a], p[9 + a]));
       key = _mm_or_si128(key, _mm_slli_epi32(spread4(cell), a));
     }
     _mm_storeu_si128(reinterpret_cast<__m128i*>(keys), key);
@@ -86,7 +62,7 @@ struct BoxCells {
   }
 
  private:
-#if KRGEOM_OCTREE_SSE2
+#if KRGEOM_SPATIAL_SSE2
   // Bit i of each lane's 10-bit number moved to bit 3i.
   static __m128i spread4(__m128i x) {
     x = _mm_and_si128(_mm_or_si128(x, _mm_slli_epi32(x, 16)), _mm_set1_epi32(0x030000ff));

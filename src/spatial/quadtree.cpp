@@ -15,13 +15,6 @@
 #include <type_traits>
 #include <vector>
 
-#if defined(__SSE2__) || defined(_M_X64)
-#include <emmintrin.h>
-#define KRGEOM_QUADTREE_SSE2 1
-#else
-#define KRGEOM_QUADTREE_SSE2 0
-#endif
-
 namespace krGeom {
 
 namespace {
@@ -76,7 +69,7 @@ inline std::uint32_t spread(std::uint32_t x) {
   return (x | (x << 1)) & 0x55555555u;
 }
 
-#if KRGEOM_QUADTREE_SSE2
+#if KRGEOM_SPATIAL_SSE2
 // spread() on four lanes.
 inline __m128i spread4(__m128i x) {
   x = _mm_and_si128(_mm_or_si128(x, _mm_slli_epi32(x, 8)), _mm_set1_epi32(0x00ff00ff));
@@ -243,14 +236,7 @@ class Quadtree::Builder {
     const std::uint32_t key0 = keyOf(0);
     std::uint32_t diff = 0;
     std::size_t i = 0;
-#if KRGEOM_QUADTREE_SSE2
-    const __m128 zero = _mm_setzero_ps();
-    const __m128 lox = _mm_set1_ps(cx.lo()), scx = _mm_set1_ps(cx.scale()),
-                 hix = _mm_set1_ps(cx.clampHi()), flox = _mm_set1_ps(cx.fastLo()),
-                 fhix = _mm_set1_ps(cx.fastHi());
-    const __m128 loy = _mm_set1_ps(cy.lo()), scy = _mm_set1_ps(cy.scale()),
-                 hiy = _mm_set1_ps(cy.clampHi()), floy = _mm_set1_ps(cy.fastLo()),
-                 fhiy = _mm_set1_ps(cy.fastHi());
+#if KRGEOM_SPATIAL_SSE2
     const __m128i shiftBy = _mm_cvtsi32_si128(shift), digitBy = _mm_cvtsi32_si128(digitShift);
     const __m128i first = _mm_set1_epi32(static_cast<int>(key0));
     // Past the caches the keys go straight to memory.
@@ -260,24 +246,7 @@ class Quadtree::Builder {
       const __m128 a = _mm_loadu_ps(v_ + 2 * i), b = _mm_loadu_ps(v_ + 2 * i + 4);
       const __m128 xs = _mm_shuffle_ps(a, b, _MM_SHUFFLE(2, 0, 2, 0));
       const __m128 ys = _mm_shuffle_ps(a, b, _MM_SHUFFLE(3, 1, 3, 1));
-      const __m128 tx = _mm_min_ps(_mm_max_ps(_mm_mul_ps(_mm_sub_ps(xs, lox), scx), zero), hix);
-      const __m128 ty = _mm_min_ps(_mm_max_ps(_mm_mul_ps(_mm_sub_ps(ys, loy), scy), zero), hiy);
-      __m128i ix = _mm_cvttps_epi32(tx), iy = _mm_cvttps_epi32(ty);
-      const __m128 fx = _mm_sub_ps(tx, _mm_cvtepi32_ps(ix)),
-                   fy = _mm_sub_ps(ty, _mm_cvtepi32_ps(iy));
-      const int okx = _mm_movemask_ps(_mm_and_ps(_mm_cmpgt_ps(fx, flox), _mm_cmplt_ps(fx, fhix)));
-      const int oky = _mm_movemask_ps(_mm_and_ps(_mm_cmpgt_ps(fy, floy), _mm_cmplt_ps(fy, fhiy)));
-      if ((okx & oky) != 15) [[unlikely]] {
-        alignas(16) std::uint32_t cellX[4], cellY[4];
-        _mm_store_si128(reinterpret_cast<__m128i*>(cellX), ix);
-        _mm_store_si128(reinterpret_cast<__m128i*>(cellY), iy);
-        for (int l = 0; l < 4; ++l) {
-          if (!(okx >> l & 1)) cellX[l] = cx.cellByTable(v_[2 * (i + l)]);
-          if (!(oky >> l & 1)) cellY[l] = cy.cellByTable(v_[2 * (i + l) + 1]);
-        }
-        ix = _mm_load_si128(reinterpret_cast<const __m128i*>(cellX));
-        iy = _mm_load_si128(reinterpret_cast<const __m128i*>(cellY));
-      }
+      const __m128i ix = cx.cellOf4(xs), iy = cy.cellOf4(ys);
       const __m128i key =
           _mm_sll_epi32(_mm_or_si128(spread4(ix), _mm_slli_epi32(spread4(iy), 1)), shiftBy);
       if (stream)
@@ -464,7 +433,7 @@ class Quadtree::Builder {
       std::copy(remap + task.first, remap + task.end, aside);
       in = RunIn{in.keys, aside, task.first};
     }
-    if (KRGEOM_QUADTREE_SSE2 && hasTask_ && task.end - task.first >= kWideRun &&
+    if (KRGEOM_SPATIAL_SSE2 && hasTask_ && task.end - task.first >= kWideRun &&
         reinterpret_cast<std::uintptr_t>(keys_[out_].get()) % 64 == 0 &&
         reinterpret_cast<std::uintptr_t>(remap) % 64 == 0) {
       scatterToMemory(task, in, shift, digitMask);
@@ -489,7 +458,7 @@ class Quadtree::Builder {
   // neighbouring bucket are written item by item.
   template <class In>
   void scatterToMemory(const Task& task, In in, int shift, std::uint32_t digitMask) {
-#if KRGEOM_QUADTREE_SSE2
+#if KRGEOM_SPATIAL_SSE2
     std::uint32_t* out = keys_[out_].get();
     int* remap = tree_.remap_;
     int* cursor = cursor_;
