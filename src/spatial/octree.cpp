@@ -350,7 +350,24 @@ int Octree::visitPass(Node* node, const BoundingBox& box, int depth, int limit, 
   // that the test can use the new keys.
   const bool recode = span == 1 && pass.keyLevels == pass.levels;
   OctreeChildKeys keys;
-  if (recode) recodeChildren(node, box, depth, limit, pass.to, data, keys);
+  if (recode) {
+    recodeChildren(node, box, depth, limit, pass.to, data, keys);
+  } else if (pass.keyLevels - j < 3) {
+    // Keys with one level left below the children cannot settle their separability, which then
+    // reads the coordinates of each child's lead and next points: request them all together.
+    for (int c = 0; c < 8; ++c) {
+      const Node* child = node->children[c];
+      if (!child || child->leaf.end - child->leaf.first <= std::max(vertsPerLeaf_, 1)) continue;
+      const int d = d0 + c * span;
+      int lead = -1;
+      for (int k = d; k < d + span; ++k)
+        if (pass.count[k] > 0 && (lead < 0 || pass.leadIndex[k] < lead)) lead = pass.leadIndex[k];
+      __builtin_prefetch(vertices_ + 3 * static_cast<std::size_t>(lead));
+      __builtin_prefetch(vertices_ + 3 * static_cast<std::size_t>(run[child->leaf.first].index));
+      __builtin_prefetch(vertices_ +
+                         3 * static_cast<std::size_t>(run[child->leaf.first + 1].index));
+    }
+  }
   int result = depth;
   for (int c = 0; c < 8; ++c) {
     Node* child = node->children[c];
