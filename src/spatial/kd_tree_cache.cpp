@@ -17,12 +17,20 @@ struct Builder {
   std::uint8_t* axes;
   int depth;
 
-  // Splits points [lo, hi), lying in `cell`, at the median of the cell's longest side.
-  void build(std::size_t k, std::uint32_t lo, std::uint32_t hi, int level, const float* cell) {
+  // Splits points [lo, hi) at the median of the axis along which they spread most, judged on
+  // at most about 64 of them. The points' spread rather than the cell's shape: on a curved
+  // surface the cell's longest side often runs across the surface, where the points hardly
+  // spread, and its leaves then straddle every box that cuts the surface.
+  void build(std::size_t k, std::uint32_t lo, std::uint32_t hi, int level) {
     if (level == depth) return;
+    constexpr float inf = std::numeric_limits<float>::infinity();
+    float low[3] = {inf, inf, inf}, high[3] = {-inf, -inf, -inf};
+    for (std::uint32_t p = lo, step = (hi - lo) / 64 + 1; p < hi; p += step)
+      for (int a = 0; a < 3; ++a)
+        low[a] = std::min(low[a], points[p].xyz[a]), high[a] = std::max(high[a], points[p].xyz[a]);
     int axis = 0;
     for (int a = 1; a < 3; ++a)
-      if (cell[3 + a] - cell[a] > cell[3 + axis] - cell[axis]) axis = a;
+      if (high[a] - low[a] > high[axis] - low[axis]) axis = a;
     const std::uint32_t mid = lo + (hi - lo) / 2;
     float split = 0;
     if (hi > lo) {
@@ -33,13 +41,8 @@ struct Builder {
     }
     splits[k] = split;
     axes[k] = static_cast<std::uint8_t>(axis);
-    float sub[6];
-    std::copy(cell, cell + 6, sub);
-    sub[3 + axis] = split;
-    build(2 * k + 1, lo, mid, level + 1, sub);
-    sub[3 + axis] = cell[3 + axis];
-    sub[axis] = split;
-    build(2 * k + 2, mid, hi, level + 1, sub);
+    build(2 * k + 1, lo, mid, level + 1);
+    build(2 * k + 2, mid, hi, level + 1);
   }
 };
 
@@ -95,7 +98,7 @@ void KDTreeImpl::buildCache() const {
   const std::size_t inner = (std::size_t{1} << depth) - 1;
   cacheSplits.resize(inner);
   cacheAxes.resize(inner);
-  Builder{points.data(), cacheSplits.data(), cacheAxes.data(), depth}.build(0, 0, n, 0, bounds);
+  Builder{points.data(), cacheSplits.data(), cacheAxes.data(), depth}.build(0, 0, n, 0);
   // Searches test coordinates and copy keys: apart, each pass reads only what it uses.
   cacheXyz.resize(3 * std::size_t{n});
   cacheKeys.resize(n);
