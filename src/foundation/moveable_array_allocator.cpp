@@ -22,17 +22,26 @@ std::size_t slotOf(const void* owner, unsigned shift) noexcept {
 
 }  // namespace
 
-std::size_t MoveableArrayAllocator::position(const void* owner) const noexcept {
-  // Loops touch one array many times in a row: the last block found is checked first (it
-  // checks itself, so erasing entries never leaves it stale).
-  if (lastPosition_ < blocks_.size() && blocks_[lastPosition_].owner == owner) return lastPosition_;
+std::size_t MoveableArrayAllocator::indexedPosition(const void* owner) const noexcept {
   if (index_.empty()) return blocks_.size();
   const std::size_t mask = index_.size() - 1;
   for (std::size_t s = slotOf(owner, indexShift_);; s = (s + 1) & mask) {
     const Slot& slot = index_[s];
-    if (slot.owner == owner) return lastPosition_ = slot.position;
+    if (slot.owner == owner) {
+      std::copy_backward(recent_, recent_ + kRecent - 1, recent_ + kRecent);
+      return recent_[0] = slot.position;
+    }
     if (!slot.owner) return blocks_.size();
   }
+}
+
+inline std::size_t MoveableArrayAllocator::position(const void* owner) const noexcept {
+  // Loops touch one array, or a few in turn (positions, normals, colours), many times: the
+  // blocks found last are checked first, the most recent first. Each check compares the owner,
+  // so erasing entries never leaves one stale.
+  for (const std::size_t r : recent_)
+    if (r < blocks_.size() && blocks_[r].owner == owner) return r;
+  return indexedPosition(owner);
 }
 
 MoveableArrayAllocator::Block* MoveableArrayAllocator::find(const void* owner) noexcept {
@@ -70,17 +79,13 @@ void MoveableArrayAllocator::refillIndex() noexcept {
 }
 
 const void* MoveableArrayAllocator::get(const void* owner) const {
-  if (lastPosition_ < blocks_.size() && blocks_[lastPosition_].owner == owner)
-    return blocks_[lastPosition_].address;
-  const Block* b = find(owner);
-  return b ? b->address : nullptr;
+  const std::size_t i = position(owner);
+  return i < blocks_.size() ? blocks_[i].address : nullptr;
 }
 
 void* MoveableArrayAllocator::get(const void* owner) {
-  if (lastPosition_ < blocks_.size() && blocks_[lastPosition_].owner == owner)
-    return blocks_[lastPosition_].address;
-  Block* b = find(owner);
-  return b ? b->address : nullptr;
+  const std::size_t i = position(owner);
+  return i < blocks_.size() ? blocks_[i].address : nullptr;
 }
 
 void MoveableArrayAllocator::resize(const void* owner, std::size_t bytes) {

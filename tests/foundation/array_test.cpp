@@ -168,6 +168,15 @@ TEST(MoveableArrayAllocator, ManyBlocksEachFoundAfterFreesInTheMiddle) {
   store.resize(&keys[0], sizeof(int));  // a freed key comes back as a new entry
   EXPECT_EQ(store.numBlocks(), 201u);
   EXPECT_NE(store.get(&keys[0]), nullptr);
+
+  // Keys read in turn, with frees between the rounds shifting the entries they were found at.
+  const std::size_t turn[] = {298, 1, 151, 2, 296};
+  for (std::size_t freed : {4u, 100u, 295u}) {
+    for (int round = 0; round < 3; ++round)
+      for (std::size_t i : turn) EXPECT_EQ(*static_cast<int*>(store.get(&keys[i])), int(i)) << i;
+    store.free(&keys[freed]);
+    EXPECT_EQ(store.get(&keys[freed]), nullptr);
+  }
 }
 
 }  // namespace

@@ -78,6 +78,8 @@ class KRGEOM_EXPORT MoveableArrayAllocator : public ArrayAllocator {
   const Block* find(const void* owner) const noexcept;
   // Position of `owner` in blocks_, or blocks_.size() when it has no entry.
   std::size_t position(const void* owner) const noexcept;
+  // The same through the index alone; remembers the position among the recent ones.
+  std::size_t indexedPosition(const void* owner) const noexcept;
   // Makes the index at most a quarter full with `count` entries; throws std::bad_alloc and
   // leaves it unchanged when it cannot grow.
   void reserveIndex(std::size_t count);
@@ -90,7 +92,8 @@ class KRGEOM_EXPORT MoveableArrayAllocator : public ArrayAllocator {
   std::vector<Block> blocks_;  // in order of first use
   std::vector<Slot> index_;    // open addressing, linear probing; size a power of two or 0
   unsigned indexShift_ = 64;   // 64 - log2(index_.size())
-  mutable std::size_t lastPosition_ = 0;  // where the last lookup found its block
+  static constexpr int kRecent = 4;
+  mutable std::size_t recent_[kRecent] = {};  // where the last lookups found their blocks
   bool mapped_ = false;
 };
 
