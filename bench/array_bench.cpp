@@ -1,8 +1,8 @@
 // Element access and resizing of krGeom::Array on the heap and through MoveableArrayAllocator.
-// Every operator[] on an allocator-backed array looks its block up: the block found last, then
-// the allocator's hash index, at the same cost whatever the number of blocks; data() once per
-// pass amortises it. BM_ArrayInterleavedSum alternates two arrays, so every lookup goes to the
-// hash index.
+// Every operator[] on an allocator-backed array looks its block up: the four blocks found last,
+// then the allocator's hash index, at the same cost whatever the number of blocks; data() once
+// per pass amortises it. BM_ArrayInterleavedSum alternates two arrays, so every lookup finds
+// its block among the recent ones but not the most recent.
 #include <geom/foundation/array.h>
 #include <geom/foundation/moveable_array_allocator.h>
 #include <kr/moveable.h>

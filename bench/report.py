@@ -186,8 +186,8 @@ def peer_rows(run, table, binary, rows, key, unit, cold, min_time=None):
 def arrays(run, bench, cold):
     t = Table("Arrays", "`Array<float>` element access through `operator[]`, 4,096 floats per "
               "pass, in a `MoveableArrayAllocator` holding N blocks (goal: 1 and 1,000 blocks "
-              "at most 1.2× apart); then two arrays read alternately, so that every access looks its "
-              "block up in the hash index. Warm medians of CPU time; cold: the first pass in a "
+              "at most 1.2× apart); then two arrays read alternately, so that no access finds its "
+              "block at the most recent place. Warm medians of CPU time; cold: the first pass in a "
               "fresh process.",
               ["storage", "time per pass", "× the fewest blocks", "cold", "× the fewest blocks"])
     binary = os.path.join(bench, "array_bench")
