@@ -12,7 +12,9 @@
 // is undefined behaviour. A handle dangles once its record is deleted, unless the mesh keeps a
 // transaction log (deleted records then stay allocated while a saved state can bring them back).
 // Handles write their records directly: metadata set through them is not seen by a mesh's
-// transaction log, so TopoMesh::setState does not undo it.
+// transaction log. TopoMesh::setState puts back whole records as they were just before their
+// first logged change after the state was taken, so a metadata write through a handle is undone
+// only in a record that a logged edit had already changed since that state; elsewhere it stays.
 #pragma once
 
 #include <geom/export.h>
