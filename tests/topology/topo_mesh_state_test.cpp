@@ -108,6 +108,27 @@ TEST(TopoMeshStateTest, SetStateDiscardsPendingEditsFirst) {
   expectRestored(mesh, s1, d1);
 }
 
+// Metadata written through handles is not logged: setState brings back whole records as they
+// were before their first logged change, so only a write after that change is undone.
+TEST(TopoMeshStateTest, HandleMetadataComesBackOnlyAfterALoggedChange) {
+  TopoMesh mesh;
+  Octahedron o = buildOctahedron(mesh);
+  mesh.enableTransactions();
+  TopoMeshVertex before = o.top, after = o.bottom, untouched = o.e[0];
+  for (TopoMeshVertex v : {before, after, untouched}) v.setMetadata(0, BlindData(0.5f));
+  StateRef s0 = mesh.createState();
+  before.setMetadata(0, BlindData(1));
+  mesh.setPoint(before, {0, 0, 2});
+  mesh.setPoint(after, {0, 0, -2});
+  after.setMetadata(0, BlindData(2));
+  untouched.setMetadata(0, BlindData(3));
+  mesh.setState(s0);
+  EXPECT_EQ(before.getMetadata(0).type(), BlindData::eInt);
+  EXPECT_EQ(after.getMetadata(0).type(), BlindData::eFloat);
+  EXPECT_EQ(untouched.getMetadata(0).type(), BlindData::eInt);
+  EXPECT_EQ(std::make_pair(before.point().z(), after.point().z()), std::make_pair(1.0, -1.0));
+}
+
 TEST(TopoMeshStateTest, TagsComeFromTheFreedStackBeforeTheCounter) {
   TopoMesh mesh;
   Triangle t = buildTriangle(mesh);
