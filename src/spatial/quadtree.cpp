@@ -33,6 +33,8 @@ constexpr int kMaxPassLevels = 4;
 constexpr int kWideRun = 1 << 22;
 // How far ahead loops that read a run in order fetch it.
 constexpr std::size_t kFetchAhead = 1024;
+// How far ahead of each bucket's cursor a counting sort fetches the lines it writes.
+constexpr std::size_t kFetchBucket = 128;
 
 // An x, y box as the build halves it.
 struct Box {
@@ -463,13 +465,17 @@ class Quadtree::Builder {
       for (int i = task.first; i < task.end; ++i) {
         const std::uint32_t key = in.key(i);
         const int at = cursor[bucketOf[(key >> shift) & digitMask]]++;
+        fetchAhead(out + at, kFetchBucket);
+        fetchAhead(remap + at, kFetchBucket);
         out[at] = key;
         remap[at] = in.index(i);
       }
     } else {
       for (int i = task.first; i < task.end; ++i) {
         const std::uint32_t key = in.key(i);
-        remap[cursor[bucketOf[(key >> shift) & digitMask]]++] = in.index(i);
+        const int at = cursor[bucketOf[(key >> shift) & digitMask]]++;
+        fetchAhead(remap + at, kFetchBucket);
+        remap[at] = in.index(i);
       }
     }
   }
