@@ -83,8 +83,8 @@ inline __m128i spread4(__m128i x) {
 }
 #endif
 
-// Asks for the cache line `bytes` past p, for a loop that reads memory in order faster than the
-// hardware fetches it ahead (the address may lie past the array: a fetch never faults).
+// Asks for the cache line `bytes` past p ahead of its use, where the hardware does not fetch it
+// early enough (the address may lie past the array: a fetch never faults).
 inline void fetchAhead(const void* p, std::size_t bytes) {
 #if KRGEOM_SPATIAL_SSE2
   _mm_prefetch(reinterpret_cast<const char*>(reinterpret_cast<std::uintptr_t>(p) + bytes),
@@ -451,8 +451,8 @@ class Quadtree::Builder {
       in = RunIn{in.keys, aside, task.first};
     }
     if (hasTask_ && task.end - task.first < kWideRun) {
-      // The keys go out to lines that are in no cache: fetched in order first, rather than
-      // one store miss at a time.
+      // The keys go to lines mostly in no cache (fresh pages, or written long ago): fetched in
+      // order first, rather than one store miss at a time.
       const std::uint32_t* out = keys_[out_].get();
       for (int i = task.first; i < task.end; i += 16) fetchAhead(out + i, 0);
     }
