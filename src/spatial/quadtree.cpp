@@ -26,8 +26,12 @@ using Node = Quadtree::Node;
 // edges. Nodes below them get new keys.
 constexpr int kKeyLevels = 14;
 static_assert(kKeyLevels <= 16);
-// Levels split by one counting-sort pass at most (4^4 = 256 buckets).
+// Levels split by one counting-sort pass at most: four (256 buckets) for the root and for runs far
+// beyond the caches; six (4096 buckets) for runs of kDeepPassMin points and more that fit in them,
+// whose nodes then mostly end within the pass rather than queue many small runs for another.
 constexpr int kMaxPassLevels = 4;
+constexpr int kDeepPassLevels = 6;
+constexpr int kDeepPassMin = 1 << 12;
 // Runs of this many points and more are far larger than the caches: their passes write through
 // line buffers straight to memory.
 constexpr int kWideRun = 1 << 22;
@@ -175,9 +179,9 @@ struct Quadtree::Storage {
 
 // Builds the nodes and the remap of one tree. Each point gets a key of its quadrant codes for up
 // to 14 levels below the root box, made exactly as halving the boxes makes them; then a node's
-// run is split by up to four levels per pass: a histogram of the pass's codes decides which of
-// those levels' nodes split (more than 300 points, not all equal, a box that still halves),
-// every run that stays a leaf becomes one bucket (so it keeps index order) and one stable
+// run is split by up to four (or six) levels per pass: a histogram of the pass's codes decides
+// which of those levels' nodes split (more than 300 points, not all equal, a box that still
+// halves), every run that stays a leaf becomes one bucket (so it keeps index order) and one stable
 // counting sort moves the run. Nodes that need more levels are queued as tasks over their run;
 // a node whose keys run out gets new keys from its box. A run's point indices are kept in the
 // remap at their final positions, its keys in one of two key arrays at the same positions; a
@@ -352,7 +356,11 @@ class Quadtree::Builder {
         if (task.points == kEqual && !task.force) return leafRun(in, task.first, task.end);
       }
       const int remaining = task.levels - task.used;
-      const int depth = std::min(kMaxPassLevels, remaining);
+      const int count = task.end - task.first;
+      const int depth =
+          std::min(rootScanned_ || count < kDeepPassMin || count >= kWideRun ? kMaxPassLevels
+                                                                             : kDeepPassLevels,
+                   remaining);
       const int shift = 32 - 2 * (task.used + depth);
       const std::uint32_t digitMask = (1u << (2 * depth)) - 1u;
 
@@ -574,15 +582,16 @@ class Quadtree::Builder {
   std::vector<float> edges_;
   std::vector<Task> tasks_;
   // The current pass.
-  int count_[341];    // per level of the pass, the points of each node
-  int largest_[341];  // per level of the pass, the largest bucket below each node
-  std::uint16_t bucketOf_[256];
-  int cursor_[256];
-  int begin_[256];
+  static constexpr int kCodes = 1 << (2 * kDeepPassLevels), kWideCodes = 1 << (2 * kMaxPassLevels);
+  int count_[(4 * kCodes - 1) / 3];    // per level of the pass, the points of each node
+  int largest_[(4 * kCodes - 1) / 3];  // per level of the pass, the largest bucket below each node
+  std::uint16_t bucketOf_[kCodes];
+  int cursor_[kCodes];
+  int begin_[kWideCodes];
   struct alignas(64) Line {
     std::uint32_t v[16];
   };
-  Line lineKeys_[256], lineIndices_[256];
+  Line lineKeys_[kWideCodes], lineIndices_[kWideCodes];
   int depth_ = 0, numBuckets_ = 0, pos_ = 0, out_ = 0;
   std::uint32_t rootDiff_ = 0;
   bool rootScanned_ = false;  // count_ holds the root's first histogram
@@ -611,7 +620,7 @@ Quadtree::Quadtree(int n, const float* vertices, const BoundingBox& box)
     box_.minPt(lo);
     box_.maxPt(hi);
     b.lo[0] = lo[0], b.lo[1] = lo[1], b.hi[0] = hi[0], b.hi[1] = hi[1];
-    // On the heap: the builder's pass tables and line buffers take about 40 KB.
+    // On the heap: the builder's pass tables and line buffers take about 100 KB.
     std::make_unique<Builder>(*this, *storage_->nodes)->build(root_, b);
     maxDepth_ = countedDepth(root_, 2);
   } else {
