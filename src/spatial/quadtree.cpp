@@ -35,6 +35,8 @@ constexpr int kDeepPassMin = 1 << 12;
 // Runs of this many points and more are far larger than the caches: their passes write through
 // line buffers straight to memory.
 constexpr int kWideRun = 1 << 22;
+// Clouds of this many points and more make their keys eight at a time where the processor can.
+constexpr int kEightLaneMin = 1 << 16;
 // How far ahead loops that read a run in order fetch it.
 constexpr std::size_t kFetchAhead = 1024;
 // How far ahead of each bucket's cursor a counting sort fetches the lines it writes.
@@ -84,6 +86,17 @@ inline __m128i spread4(__m128i x) {
   x = _mm_and_si128(_mm_or_si128(x, _mm_slli_epi32(x, 4)), _mm_set1_epi32(0x0f0f0f0f));
   x = _mm_and_si128(_mm_or_si128(x, _mm_slli_epi32(x, 2)), _mm_set1_epi32(0x33333333));
   return _mm_and_si128(_mm_or_si128(x, _mm_slli_epi32(x, 1)), _mm_set1_epi32(0x55555555));
+}
+#endif
+
+#if KRGEOM_SPATIAL_AVX2
+// spread() on eight lanes; the processor must have AVX2.
+__attribute__((target("avx2"))) inline __m256i spread8(__m256i x) {
+  x = _mm256_and_si256(_mm256_or_si256(x, _mm256_slli_epi32(x, 8)), _mm256_set1_epi32(0x00ff00ff));
+  x = _mm256_and_si256(_mm256_or_si256(x, _mm256_slli_epi32(x, 4)), _mm256_set1_epi32(0x0f0f0f0f));
+  x = _mm256_and_si256(_mm256_or_si256(x, _mm256_slli_epi32(x, 2)), _mm256_set1_epi32(0x33333333));
+  return _mm256_and_si256(_mm256_or_si256(x, _mm256_slli_epi32(x, 1)),
+                          _mm256_set1_epi32(0x55555555));
 }
 #endif
 
@@ -255,6 +268,13 @@ class Quadtree::Builder {
     const std::uint32_t key0 = keyOf(0);
     std::uint32_t diff = 0;
     std::size_t i = 0;
+#if KRGEOM_SPATIAL_AVX2
+    static const bool avx2 = __builtin_cpu_supports("avx2");
+    if (avx2 && n_ >= kEightLaneMin) {
+      i = static_cast<std::size_t>(n_) / 8 * 8;
+      diff = rootKeys8(cx, cy, i, shift, digitShift, key0, keys, hist);
+    }
+#endif
 #if KRGEOM_SPATIAL_SSE2
     const __m128i shiftBy = _mm_cvtsi32_si128(shift), digitBy = _mm_cvtsi32_si128(digitShift);
     const __m128i first = _mm_set1_epi32(static_cast<int>(key0));
@@ -284,7 +304,7 @@ class Quadtree::Builder {
     if (stream) _mm_sfence();
     alignas(16) std::uint32_t lanes[4];
     _mm_store_si128(reinterpret_cast<__m128i*>(lanes), diffs);
-    diff = lanes[0] | lanes[1] | lanes[2] | lanes[3];
+    diff |= lanes[0] | lanes[1] | lanes[2] | lanes[3];
 #endif
     for (; i < static_cast<std::size_t>(n_); ++i) {
       const std::uint32_t key = keyOf(i);
@@ -295,6 +315,46 @@ class Quadtree::Builder {
     rootDiff_ = diff;
     rootScanned_ = true;
   }
+
+#if KRGEOM_SPATIAL_AVX2
+  // The keys of points 0 ... end-1 (a multiple of eight) as makeRootKeys() makes them, eight at
+  // a time; the processor must have AVX2. Returns the bits in which some key differs from key0.
+  __attribute__((target("avx2"))) std::uint32_t rootKeys8(const AxisCells& cx, const AxisCells& cy,
+                                                          std::size_t end, int shift,
+                                                          int digitShift, std::uint32_t key0,
+                                                          std::uint32_t* keys, int* hist) {
+    const __m128i shiftBy = _mm_cvtsi32_si128(shift), digitBy = _mm_cvtsi32_si128(digitShift);
+    const __m256i first = _mm256_set1_epi32(static_cast<int>(key0));
+    // Past the caches the keys go straight to memory.
+    const bool stream = n_ >= kWideRun && reinterpret_cast<std::uintptr_t>(keys) % 32 == 0;
+    __m256i diffs = _mm256_setzero_si256();
+    for (std::size_t i = 0; i < end; i += 8) {
+      fetchAhead(v_ + 2 * i, 2 * kFetchAhead);
+      const __m256 a = _mm256_loadu_ps(v_ + 2 * i), b = _mm256_loadu_ps(v_ + 2 * i + 8);
+      // Points 0 1 4 5 2 3 6 7 of the eight in each; their keys are put back in order below.
+      const __m256 xs = _mm256_shuffle_ps(a, b, _MM_SHUFFLE(2, 0, 2, 0));
+      const __m256 ys = _mm256_shuffle_ps(a, b, _MM_SHUFFLE(3, 1, 3, 1));
+      const __m256i ix = cx.cellOf8(xs), iy = cy.cellOf8(ys);
+      const __m256i mixed = _mm256_sll_epi32(
+          _mm256_or_si256(spread8(ix), _mm256_slli_epi32(spread8(iy), 1)), shiftBy);
+      const __m256i key = _mm256_permute4x64_epi64(mixed, _MM_SHUFFLE(3, 1, 2, 0));
+      if (stream)
+        _mm256_stream_si256(reinterpret_cast<__m256i*>(keys + i), key);
+      else
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(keys + i), key);
+      diffs = _mm256_or_si256(diffs, _mm256_xor_si256(key, first));
+      alignas(32) std::uint32_t digit[8];
+      _mm256_store_si256(reinterpret_cast<__m256i*>(digit), _mm256_srl_epi32(key, digitBy));
+      for (int l = 0; l < 8; ++l) ++hist[digit[l]];
+    }
+    if (stream) _mm_sfence();
+    alignas(32) std::uint32_t lanes[8];
+    _mm256_store_si256(reinterpret_cast<__m256i*>(lanes), diffs);
+    std::uint32_t diff = 0;
+    for (int l = 0; l < 8; ++l) diff |= lanes[l];
+    return diff;
+  }
+#endif
 
   // New keys for the task's run from its box, in place. Returns whether all its points are
   // equal when `checkEqual` (else false).
