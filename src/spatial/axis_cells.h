@@ -13,6 +13,14 @@
 #define KRGEOM_SPATIAL_SSE2 0
 #endif
 
+// Eight-lane loops, compiled for AVX2 and taken only where the processor has it.
+#if KRGEOM_SPATIAL_SSE2 && defined(__GNUC__) && defined(__x86_64__)
+#include <immintrin.h>
+#define KRGEOM_SPATIAL_AVX2 1
+#else
+#define KRGEOM_SPATIAL_AVX2 0
+#endif
+
 namespace krGeom {
 
 // One axis of a box halved `levels` times exactly as the sub-boxes halve it. A coordinate's cell
@@ -122,6 +130,30 @@ class AxisCells {
     for (int l = 0; l < 4; ++l)
       if (!(fast >> l & 1)) lanes[l] = cellByTable(xs[l]);
     return _mm_load_si128(reinterpret_cast<const __m128i*>(lanes));
+  }
+#endif
+
+#if KRGEOM_SPATIAL_AVX2
+  // cellOf4 on eight lanes; the processor must have AVX2.
+  __attribute__((target("avx2"))) __m256i cellOf8(__m256 x) const {
+    const __m256 t = _mm256_min_ps(
+        _mm256_max_ps(_mm256_mul_ps(_mm256_sub_ps(x, _mm256_set1_ps(lo_)), _mm256_set1_ps(scale_)),
+                      _mm256_setzero_ps()),
+        _mm256_set1_ps(clampHi_));
+    const __m256i cell = _mm256_cvttps_epi32(t);
+    const __m256 f = _mm256_sub_ps(t, _mm256_cvtepi32_ps(cell));
+    const int fast =
+        _mm256_movemask_ps(_mm256_and_ps(_mm256_cmp_ps(f, _mm256_set1_ps(fastLo_), _CMP_GT_OQ),
+                                         _mm256_cmp_ps(f, _mm256_set1_ps(fastHi_), _CMP_LT_OQ)));
+    if (fast == 255) [[likely]]
+      return cell;
+    alignas(32) std::uint32_t lanes[8];
+    alignas(32) float xs[8];
+    _mm256_store_si256(reinterpret_cast<__m256i*>(lanes), cell);
+    _mm256_store_ps(xs, x);
+    for (int l = 0; l < 8; ++l)
+      if (!(fast >> l & 1)) lanes[l] = cellByTable(xs[l]);
+    return _mm256_load_si256(reinterpret_cast<const __m256i*>(lanes));
   }
 #endif
 

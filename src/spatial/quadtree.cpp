@@ -26,11 +26,21 @@ using Node = Quadtree::Node;
 // edges. Nodes below them get new keys.
 constexpr int kKeyLevels = 14;
 static_assert(kKeyLevels <= 16);
-// Levels split by one counting-sort pass at most (4^4 = 256 buckets).
+// Levels split by one counting-sort pass at most: four (256 buckets) for the root and for runs far
+// beyond the caches; six (4096 buckets) for runs of kDeepPassMin points and more that fit in them,
+// whose nodes then mostly end within the pass rather than queue many small runs for another.
 constexpr int kMaxPassLevels = 4;
+constexpr int kDeepPassLevels = 6;
+constexpr int kDeepPassMin = 1 << 12;
 // Runs of this many points and more are far larger than the caches: their passes write through
 // line buffers straight to memory.
 constexpr int kWideRun = 1 << 22;
+// Clouds of this many points and more make their keys eight at a time where the processor can.
+constexpr int kEightLaneMin = 1 << 16;
+// How far ahead loops that read a run in order fetch it.
+constexpr std::size_t kFetchAhead = 1024;
+// How far ahead of each bucket's cursor a counting sort fetches the lines it writes.
+constexpr std::size_t kFetchBucket = 128;
 
 // An x, y box as the build halves it.
 struct Box {
@@ -78,6 +88,28 @@ inline __m128i spread4(__m128i x) {
   return _mm_and_si128(_mm_or_si128(x, _mm_slli_epi32(x, 1)), _mm_set1_epi32(0x55555555));
 }
 #endif
+
+#if KRGEOM_SPATIAL_AVX2
+// spread() on eight lanes; the processor must have AVX2.
+__attribute__((target("avx2"))) inline __m256i spread8(__m256i x) {
+  x = _mm256_and_si256(_mm256_or_si256(x, _mm256_slli_epi32(x, 8)), _mm256_set1_epi32(0x00ff00ff));
+  x = _mm256_and_si256(_mm256_or_si256(x, _mm256_slli_epi32(x, 4)), _mm256_set1_epi32(0x0f0f0f0f));
+  x = _mm256_and_si256(_mm256_or_si256(x, _mm256_slli_epi32(x, 2)), _mm256_set1_epi32(0x33333333));
+  return _mm256_and_si256(_mm256_or_si256(x, _mm256_slli_epi32(x, 1)),
+                          _mm256_set1_epi32(0x55555555));
+}
+#endif
+
+// Asks for the cache line `bytes` past p ahead of its use, where the hardware does not fetch it
+// early enough (the address may lie past the array: a fetch never faults).
+inline void fetchAhead(const void* p, std::size_t bytes) {
+#if KRGEOM_SPATIAL_SSE2
+  _mm_prefetch(reinterpret_cast<const char*>(reinterpret_cast<std::uintptr_t>(p) + bytes),
+               _MM_HINT_T0);
+#else
+  (void)p, (void)bytes;
+#endif
+}
 
 // Key levels for a node of `count` points: enough that a cell rarely needs more, with tables of
 // at most about 2 count edges per axis.
@@ -160,9 +192,9 @@ struct Quadtree::Storage {
 
 // Builds the nodes and the remap of one tree. Each point gets a key of its quadrant codes for up
 // to 14 levels below the root box, made exactly as halving the boxes makes them; then a node's
-// run is split by up to four levels per pass: a histogram of the pass's codes decides which of
-// those levels' nodes split (more than 300 points, not all equal, a box that still halves),
-// every run that stays a leaf becomes one bucket (so it keeps index order) and one stable
+// run is split by up to four (or six) levels per pass: a histogram of the pass's codes decides
+// which of those levels' nodes split (more than 300 points, not all equal, a box that still
+// halves), every run that stays a leaf becomes one bucket (so it keeps index order) and one stable
 // counting sort moves the run. Nodes that need more levels are queued as tasks over their run;
 // a node whose keys run out gets new keys from its box. A run's point indices are kept in the
 // remap at their final positions, its keys in one of two key arrays at the same positions; a
@@ -236,6 +268,13 @@ class Quadtree::Builder {
     const std::uint32_t key0 = keyOf(0);
     std::uint32_t diff = 0;
     std::size_t i = 0;
+#if KRGEOM_SPATIAL_AVX2
+    static const bool avx2 = __builtin_cpu_supports("avx2");
+    if (avx2 && n_ >= kEightLaneMin) {
+      i = static_cast<std::size_t>(n_) / 8 * 8;
+      diff = rootKeys8(cx, cy, i, shift, digitShift, key0, keys, hist);
+    }
+#endif
 #if KRGEOM_SPATIAL_SSE2
     const __m128i shiftBy = _mm_cvtsi32_si128(shift), digitBy = _mm_cvtsi32_si128(digitShift);
     const __m128i first = _mm_set1_epi32(static_cast<int>(key0));
@@ -243,6 +282,7 @@ class Quadtree::Builder {
     const bool stream = n_ >= kWideRun && reinterpret_cast<std::uintptr_t>(keys) % 16 == 0;
     __m128i diffs = _mm_setzero_si128();
     for (; i + 4 <= static_cast<std::size_t>(n_); i += 4) {
+      fetchAhead(v_ + 2 * i, 2 * kFetchAhead);
       const __m128 a = _mm_loadu_ps(v_ + 2 * i), b = _mm_loadu_ps(v_ + 2 * i + 4);
       const __m128 xs = _mm_shuffle_ps(a, b, _MM_SHUFFLE(2, 0, 2, 0));
       const __m128 ys = _mm_shuffle_ps(a, b, _MM_SHUFFLE(3, 1, 3, 1));
@@ -264,7 +304,7 @@ class Quadtree::Builder {
     if (stream) _mm_sfence();
     alignas(16) std::uint32_t lanes[4];
     _mm_store_si128(reinterpret_cast<__m128i*>(lanes), diffs);
-    diff = lanes[0] | lanes[1] | lanes[2] | lanes[3];
+    diff |= lanes[0] | lanes[1] | lanes[2] | lanes[3];
 #endif
     for (; i < static_cast<std::size_t>(n_); ++i) {
       const std::uint32_t key = keyOf(i);
@@ -275,6 +315,46 @@ class Quadtree::Builder {
     rootDiff_ = diff;
     rootScanned_ = true;
   }
+
+#if KRGEOM_SPATIAL_AVX2
+  // The keys of points 0 ... end-1 (a multiple of eight) as makeRootKeys() makes them, eight at
+  // a time; the processor must have AVX2. Returns the bits in which some key differs from key0.
+  __attribute__((target("avx2"))) std::uint32_t rootKeys8(const AxisCells& cx, const AxisCells& cy,
+                                                          std::size_t end, int shift,
+                                                          int digitShift, std::uint32_t key0,
+                                                          std::uint32_t* keys, int* hist) {
+    const __m128i shiftBy = _mm_cvtsi32_si128(shift), digitBy = _mm_cvtsi32_si128(digitShift);
+    const __m256i first = _mm256_set1_epi32(static_cast<int>(key0));
+    // Past the caches the keys go straight to memory.
+    const bool stream = n_ >= kWideRun && reinterpret_cast<std::uintptr_t>(keys) % 32 == 0;
+    __m256i diffs = _mm256_setzero_si256();
+    for (std::size_t i = 0; i < end; i += 8) {
+      fetchAhead(v_ + 2 * i, 2 * kFetchAhead);
+      const __m256 a = _mm256_loadu_ps(v_ + 2 * i), b = _mm256_loadu_ps(v_ + 2 * i + 8);
+      // Points 0 1 4 5 2 3 6 7 of the eight in each; their keys are put back in order below.
+      const __m256 xs = _mm256_shuffle_ps(a, b, _MM_SHUFFLE(2, 0, 2, 0));
+      const __m256 ys = _mm256_shuffle_ps(a, b, _MM_SHUFFLE(3, 1, 3, 1));
+      const __m256i ix = cx.cellOf8(xs), iy = cy.cellOf8(ys);
+      const __m256i mixed = _mm256_sll_epi32(
+          _mm256_or_si256(spread8(ix), _mm256_slli_epi32(spread8(iy), 1)), shiftBy);
+      const __m256i key = _mm256_permute4x64_epi64(mixed, _MM_SHUFFLE(3, 1, 2, 0));
+      if (stream)
+        _mm256_stream_si256(reinterpret_cast<__m256i*>(keys + i), key);
+      else
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(keys + i), key);
+      diffs = _mm256_or_si256(diffs, _mm256_xor_si256(key, first));
+      alignas(32) std::uint32_t digit[8];
+      _mm256_store_si256(reinterpret_cast<__m256i*>(digit), _mm256_srl_epi32(key, digitBy));
+      for (int l = 0; l < 8; ++l) ++hist[digit[l]];
+    }
+    if (stream) _mm_sfence();
+    alignas(32) std::uint32_t lanes[8];
+    _mm256_store_si256(reinterpret_cast<__m256i*>(lanes), diffs);
+    std::uint32_t diff = 0;
+    for (int l = 0; l < 8; ++l) diff |= lanes[l];
+    return diff;
+  }
+#endif
 
   // New keys for the task's run from its box, in place. Returns whether all its points are
   // equal when `checkEqual` (else false).
@@ -336,7 +416,11 @@ class Quadtree::Builder {
         if (task.points == kEqual && !task.force) return leafRun(in, task.first, task.end);
       }
       const int remaining = task.levels - task.used;
-      const int depth = std::min(kMaxPassLevels, remaining);
+      const int count = task.end - task.first;
+      const int depth =
+          std::min(rootScanned_ || count < kDeepPassMin || count >= kWideRun ? kMaxPassLevels
+                                                                             : kDeepPassLevels,
+                   remaining);
       const int shift = 32 - 2 * (task.used + depth);
       const std::uint32_t digitMask = (1u << (2 * depth)) - 1u;
 
@@ -349,6 +433,7 @@ class Quadtree::Builder {
         std::fill(hist, hist + (1 << (2 * depth)), 0);
         const std::uint32_t key0 = in.key(task.first);
         for (int i = task.first; i < task.end; ++i) {
+          if (i % 16 == 0) fetchAhead(in.keys + i, kFetchAhead);
           const std::uint32_t key = in.key(i);
           diff |= key ^ key0;
           ++hist[(key >> shift) & digitMask];
@@ -433,6 +518,12 @@ class Quadtree::Builder {
       std::copy(remap + task.first, remap + task.end, aside);
       in = RunIn{in.keys, aside, task.first};
     }
+    if (hasTask_ && task.end - task.first < kWideRun) {
+      // The keys go to lines mostly in no cache (fresh pages, or written long ago): fetched in
+      // order first, rather than one store miss at a time.
+      const std::uint32_t* out = keys_[out_].get();
+      for (int i = task.first; i < task.end; i += 16) fetchAhead(out + i, 0);
+    }
     if (KRGEOM_SPATIAL_SSE2 && hasTask_ && task.end - task.first >= kWideRun &&
         reinterpret_cast<std::uintptr_t>(keys_[out_].get()) % 64 == 0 &&
         reinterpret_cast<std::uintptr_t>(remap) % 64 == 0) {
@@ -442,13 +533,17 @@ class Quadtree::Builder {
       for (int i = task.first; i < task.end; ++i) {
         const std::uint32_t key = in.key(i);
         const int at = cursor[bucketOf[(key >> shift) & digitMask]]++;
+        fetchAhead(out + at, kFetchBucket);
+        fetchAhead(remap + at, kFetchBucket);
         out[at] = key;
         remap[at] = in.index(i);
       }
     } else {
       for (int i = task.first; i < task.end; ++i) {
         const std::uint32_t key = in.key(i);
-        remap[cursor[bucketOf[(key >> shift) & digitMask]]++] = in.index(i);
+        const int at = cursor[bucketOf[(key >> shift) & digitMask]]++;
+        fetchAhead(remap + at, kFetchBucket);
+        remap[at] = in.index(i);
       }
     }
   }
@@ -547,15 +642,16 @@ class Quadtree::Builder {
   std::vector<float> edges_;
   std::vector<Task> tasks_;
   // The current pass.
-  int count_[341];    // per level of the pass, the points of each node
-  int largest_[341];  // per level of the pass, the largest bucket below each node
-  std::uint16_t bucketOf_[256];
-  int cursor_[256];
-  int begin_[256];
+  static constexpr int kCodes = 1 << (2 * kDeepPassLevels), kWideCodes = 1 << (2 * kMaxPassLevels);
+  int count_[(4 * kCodes - 1) / 3];    // per level of the pass, the points of each node
+  int largest_[(4 * kCodes - 1) / 3];  // per level of the pass, the largest bucket below each node
+  std::uint16_t bucketOf_[kCodes];
+  int cursor_[kCodes];
+  int begin_[kWideCodes];
   struct alignas(64) Line {
     std::uint32_t v[16];
   };
-  Line lineKeys_[256], lineIndices_[256];
+  Line lineKeys_[kWideCodes], lineIndices_[kWideCodes];
   int depth_ = 0, numBuckets_ = 0, pos_ = 0, out_ = 0;
   std::uint32_t rootDiff_ = 0;
   bool rootScanned_ = false;  // count_ holds the root's first histogram
@@ -584,7 +680,7 @@ Quadtree::Quadtree(int n, const float* vertices, const BoundingBox& box)
     box_.minPt(lo);
     box_.maxPt(hi);
     b.lo[0] = lo[0], b.lo[1] = lo[1], b.hi[0] = hi[0], b.hi[1] = hi[1];
-    // On the heap: the builder's pass tables and line buffers take about 40 KB.
+    // On the heap: the builder's pass tables and line buffers take about 100 KB.
     std::make_unique<Builder>(*this, *storage_->nodes)->build(root_, b);
     maxDepth_ = countedDepth(root_, 2);
   } else {

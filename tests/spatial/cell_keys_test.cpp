@@ -40,6 +40,14 @@ std::vector<float> awkwardCoordinates(float lo, float hi, int levels, std::mt199
   return xs;
 }
 
+#if KRGEOM_SPATIAL_AVX2
+// cellOf8 on x[0] ... x[7]; the processor must have AVX2.
+__attribute__((target("avx2"))) void cellsOf8(const AxisCells& axis, const float* x,
+                                              std::uint32_t* cells) {
+  _mm256_storeu_si256(reinterpret_cast<__m256i*>(cells), axis.cellOf8(_mm256_loadu_ps(x)));
+}
+#endif
+
 TEST(CellKeys, CellsAndKeysFollowTheHalvingOnAwkwardBoxesAndCoordinates) {
   const unsigned rngStart = 7;
   std::printf("rngStart = %u\n", rngStart);
@@ -73,6 +81,17 @@ TEST(CellKeys, CellsAndKeysFollowTheHalvingOnAwkwardBoxesAndCoordinates) {
         three.keysOf4(p, keys);
         for (int l = 0; l < 4; ++l) ASSERT_EQ(keys[l], three.keyOf(p + 3 * l)) << l;
       }
+#if KRGEOM_SPATIAL_AVX2
+      // Eight lanes at a time, where the processor has them, give the cells of one at a time.
+      if (__builtin_cpu_supports("avx2"))
+        for (int round = 0; round < 200; ++round) {
+          float x[8];
+          std::uint32_t got[8];
+          for (float& c : x) c = xs[pick(rng)];
+          cellsOf8(cells, x, got);
+          for (int l = 0; l < 8; ++l) ASSERT_EQ(got[l], cells.cellOf(x[l])) << x[l];
+        }
+#endif
     }
 }
 

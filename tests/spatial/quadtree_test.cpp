@@ -192,6 +192,8 @@ TEST(Quadtree, MatchesTheLiteralBuildWithStopsOnAwkwardClouds) {
       {"flat box, points outside it, infinities", 6000, box2(0.25f, 0.5f, 0.75f, 0.5f)},
       {"inverted box", 3000, box2(1, 1, 0, 0)},
       {"huge box (halving overflows)", 3000, box2(-3e38f, -3e38f, 3e38f, 3e38f)},
+      {"dense blobs: runs of thousands below the keys and past a chain", 24000, box2(0, 0, 1, 1)},
+      {"large and mixed: NaN, outside, infinite, on edges, dense", 70005, box2(0, 0, 1, 1)},
   };
   for (std::size_t c = 0; c < std::size(cases); ++c) {
     const Case& k = cases[c];
@@ -219,6 +221,17 @@ TEST(Quadtree, MatchesTheLiteralBuildWithStopsOnAwkwardClouds) {
         if (i % 150 == 1) y = i % 300 == 1 ? inf : -inf;
       } else if (c == 9) {
         x = 3e38f * (2 * x - 1), y = i % 3 ? 3e38f : -3e38f;
+      } else if (c == 11) {
+        const int kind = i % 8;
+        if (kind == 4) x = nan;
+        if (kind == 5) y = i % 16 == 5 ? inf : 1.5f * y - 0.25f;
+        if (kind == 6) x = (i % 64) / 64.f;
+        if (kind == 7) x = 0.61f + 1e-6f * blob(rng), y = 0.29f + 1e-6f * blob(rng);
+      } else if (c == 10 && i % 4 != 0) {
+        const bool narrow = i % 4 > 1;
+        const float sigma = narrow ? 1e-6f : 2e-5f;
+        x = (narrow ? 0.81f : 0.37f) + sigma * blob(rng),
+        y = (narrow ? 0.23f : 0.61f) + sigma * blob(rng);
       }
     }
     Quadtree tree(k.n, xy.data(), k.box);
