@@ -3,6 +3,7 @@
 #include <kr/fs_allocator.h>
 #include <kr/stopwatch.h>
 #include "axis_cells.h"
+#include "fetch_ahead.h"
 #include "large_array.h"
 
 #include <algorithm>
@@ -99,17 +100,6 @@ __attribute__((target("avx2"))) inline __m256i spread8(__m256i x) {
                           _mm256_set1_epi32(0x55555555));
 }
 #endif
-
-// Asks for the cache line `bytes` past p ahead of its use, where the hardware does not fetch it
-// early enough (the address may lie past the array: a fetch never faults).
-inline void fetchAhead(const void* p, std::size_t bytes) {
-#if KRGEOM_SPATIAL_SSE2
-  _mm_prefetch(reinterpret_cast<const char*>(reinterpret_cast<std::uintptr_t>(p) + bytes),
-               _MM_HINT_T0);
-#else
-  (void)p, (void)bytes;
-#endif
-}
 
 // Key levels for a node of `count` points: enough that a cell rarely needs more, with tables of
 // at most about 2 count edges per axis.
