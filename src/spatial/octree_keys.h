@@ -60,6 +60,18 @@ struct BoxCells {
     for (int l = 0; l < 4; ++l) keys[l] = keyOf(p + 3 * l);
 #endif
   }
+#if KRGEOM_SPATIAL_AVX2
+  // The keys of the eight points p[0 ... 23], as keyOf makes them; the processor must have AVX2.
+  __attribute__((target("avx2"))) void keysOf8(const float* p, std::uint32_t* keys) const {
+    __m256i key = _mm256_setzero_si256();
+    for (int a = 0; a < 3; ++a) {
+      const __m256 x = _mm256_setr_ps(p[a], p[3 + a], p[6 + a], p[9 + a], p[12 + a], p[15 + a],
+                                      p[18 + a], p[21 + a]);
+      key = _mm256_or_si256(key, _mm256_slli_epi32(spread8(axis[a].cellOf8(x)), a));
+    }
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(keys), key);
+  }
+#endif
 
  private:
 #if KRGEOM_SPATIAL_SSE2
@@ -69,6 +81,19 @@ struct BoxCells {
     x = _mm_and_si128(_mm_or_si128(x, _mm_slli_epi32(x, 8)), _mm_set1_epi32(0x0300f00f));
     x = _mm_and_si128(_mm_or_si128(x, _mm_slli_epi32(x, 4)), _mm_set1_epi32(0x030c30c3));
     return _mm_and_si128(_mm_or_si128(x, _mm_slli_epi32(x, 2)), _mm_set1_epi32(0x09249249));
+  }
+#endif
+#if KRGEOM_SPATIAL_AVX2
+  // spread4 on eight lanes.
+  __attribute__((target("avx2"))) static __m256i spread8(__m256i x) {
+    x = _mm256_and_si256(_mm256_or_si256(x, _mm256_slli_epi32(x, 16)),
+                         _mm256_set1_epi32(0x030000ff));
+    x = _mm256_and_si256(_mm256_or_si256(x, _mm256_slli_epi32(x, 8)),
+                         _mm256_set1_epi32(0x0300f00f));
+    x = _mm256_and_si256(_mm256_or_si256(x, _mm256_slli_epi32(x, 4)),
+                         _mm256_set1_epi32(0x030c30c3));
+    return _mm256_and_si256(_mm256_or_si256(x, _mm256_slli_epi32(x, 2)),
+                            _mm256_set1_epi32(0x09249249));
   }
 #endif
 };

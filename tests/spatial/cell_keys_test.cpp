@@ -82,7 +82,8 @@ TEST(CellKeys, CellsAndKeysFollowTheHalvingOnAwkwardBoxesAndCoordinates) {
         for (int l = 0; l < 4; ++l) ASSERT_EQ(keys[l], three.keyOf(p + 3 * l)) << l;
       }
 #if KRGEOM_SPATIAL_AVX2
-      // Eight lanes at a time, where the processor has them, give the cells of one at a time.
+      // Eight lanes at a time, where the processor has them, give the cells and keys of one at a
+      // time.
       if (__builtin_cpu_supports("avx2"))
         for (int round = 0; round < 200; ++round) {
           float x[8];
@@ -90,6 +91,10 @@ TEST(CellKeys, CellsAndKeysFollowTheHalvingOnAwkwardBoxesAndCoordinates) {
           for (float& c : x) c = xs[pick(rng)];
           cellsOf8(cells, x, got);
           for (int l = 0; l < 8; ++l) ASSERT_EQ(got[l], cells.cellOf(x[l])) << x[l];
+          float p[24];
+          for (float& c : p) c = xs[pick(rng)];
+          three.keysOf8(p, got);
+          for (int l = 0; l < 8; ++l) ASSERT_EQ(got[l], three.keyOf(p + 3 * l)) << l;
         }
 #endif
     }
