@@ -127,8 +127,7 @@ class AxisCells {
     alignas(16) float xs[4];
     _mm_store_si128(reinterpret_cast<__m128i*>(lanes), cell);
     _mm_store_ps(xs, x);
-    for (int l = 0; l < 4; ++l)
-      if (!(fast >> l & 1)) lanes[l] = cellByTable(xs[l]);
+    settleLanes(lanes, xs, 4, fast);
     return _mm_load_si128(reinterpret_cast<const __m128i*>(lanes));
   }
 #endif
@@ -151,8 +150,7 @@ class AxisCells {
     alignas(32) float xs[8];
     _mm256_store_si256(reinterpret_cast<__m256i*>(lanes), cell);
     _mm256_store_ps(xs, x);
-    for (int l = 0; l < 8; ++l)
-      if (!(fast >> l & 1)) lanes[l] = cellByTable(xs[l]);
+    settleLanes(lanes, xs, 8, fast);
     return _mm256_load_si256(reinterpret_cast<const __m256i*>(lanes));
   }
 #endif
@@ -164,6 +162,13 @@ class AxisCells {
   }
 
  private:
+  // The lanes of a many-lane reading that the fast reading did not settle (bit l of `fast`
+  // clear), by the table.
+  void settleLanes(std::uint32_t* lanes, const float* xs, int n, int fast) const {
+    for (int l = 0; l < n; ++l)
+      if (!(fast >> l & 1)) lanes[l] = cellByTable(xs[l]);
+  }
+
   float* e_ = nullptr;
   int cells_ = 1;
   float lo_ = 0.0f, scale_ = 0.0f, top_ = 0.0f, clampHi_ = 0.0f, fastLo_ = 2.0f, fastHi_ = -1.0f;

@@ -117,6 +117,13 @@ struct OctreePass {
       leadKey[d] = item.key;
     }
   }
+  // Stores points first ... first+n-1 with their keys as items, and counts them.
+  void addKeys(Item* items, int first, const std::uint32_t* keys, int n) {
+    for (int l = 0; l < n; ++l) {
+      items[first + l] = Item{keys[l], first + l};
+      add(items[first + l]);
+    }
+  }
 };
 
 #if KRGEOM_SPATIAL_AVX2
@@ -132,10 +139,7 @@ __attribute__((target("avx2"))) void rootKeys8(const float* v, const BoxCells& a
     fetchAhead(v + 3 * static_cast<std::size_t>(i), 2048);
     std::uint32_t keys[8];
     axes.keysOf8(v + 3 * static_cast<std::size_t>(i), keys);
-    for (int l = 0; l < 8; ++l) {
-      items[i + l] = Item{keys[l], i + l};
-      pass.add(items[i + l]);
-    }
+    pass.addKeys(items, i, keys, 8);
   }
 }
 #endif
@@ -270,14 +274,11 @@ int Octree::splitRoot(Node* node, int limit, OctreePartitionData& data) {
     fetchAhead(vertices_ + 3 * static_cast<std::size_t>(i), 2048);
     std::uint32_t keys[4];
     axes.keysOf4(vertices_ + 3 * static_cast<std::size_t>(i), keys);
-    for (int l = 0; l < 4; ++l) {
-      items[i + l] = Item{keys[l], i + l};
-      pass.add(items[i + l]);
-    }
+    pass.addKeys(items, i, keys, 4);
   }
   for (; i < end; ++i) {
-    items[i] = Item{axes.keyOf(vertices_ + 3 * static_cast<std::size_t>(i)), i};
-    pass.add(items[i]);
+    const std::uint32_t key = axes.keyOf(vertices_ + 3 * static_cast<std::size_t>(i));
+    pass.addKeys(items, i, &key, 1);
   }
   return splitCounted(node, box_, 2, limit, pass, data);
 }
