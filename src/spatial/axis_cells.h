@@ -23,6 +23,33 @@
 
 namespace krGeom {
 
+// Moves the bits of each lane's cell number apart in four shift-and-mask steps, so that the
+// cells of several axes interleave into one key: the octree spreads three axes, the quadtree two,
+// and they differ only in the shifts and masks.
+struct SpreadSteps {
+  int shift[4];
+  std::uint32_t mask[4];
+};
+
+#if KRGEOM_SPATIAL_SSE2
+inline __m128i spreadLanes(__m128i x, const SpreadSteps& s) {
+  for (int k = 0; k < 4; ++k)
+    x = _mm_and_si128(_mm_or_si128(x, _mm_slli_epi32(x, s.shift[k])),
+                      _mm_set1_epi32(static_cast<int>(s.mask[k])));
+  return x;
+}
+#endif
+
+#if KRGEOM_SPATIAL_AVX2
+// spreadLanes on eight lanes; the processor must have AVX2.
+__attribute__((target("avx2"))) inline __m256i spreadLanes(__m256i x, const SpreadSteps& s) {
+  for (int k = 0; k < 4; ++k)
+    x = _mm256_and_si256(_mm256_or_si256(x, _mm256_slli_epi32(x, s.shift[k])),
+                         _mm256_set1_epi32(static_cast<int>(s.mask[k])));
+  return x;
+}
+#endif
+
 // One axis of a box halved `levels` times exactly as the sub-boxes halve it. A coordinate's cell
 // is the path of "x >= mid goes up" choices from the box down, which is what a key records.
 //

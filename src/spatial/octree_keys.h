@@ -53,7 +53,7 @@ struct BoxCells {
     __m128i key = _mm_setzero_si128();
     for (int a = 0; a < 3; ++a) {
       const __m128i cell = axis[a].cellOf4(_mm_setr_ps(p[a], p[3 + a], p[6 + a], p[9 + a]));
-      key = _mm_or_si128(key, _mm_slli_epi32(spread4(cell), a));
+      key = _mm_or_si128(key, _mm_slli_epi32(spreadLanes(cell, kSpreadSteps), a));
     }
     _mm_storeu_si128(reinterpret_cast<__m128i*>(keys), key);
 #else
@@ -67,35 +67,17 @@ struct BoxCells {
     for (int a = 0; a < 3; ++a) {
       const __m256 x = _mm256_setr_ps(p[a], p[3 + a], p[6 + a], p[9 + a], p[12 + a], p[15 + a],
                                       p[18 + a], p[21 + a]);
-      key = _mm256_or_si256(key, _mm256_slli_epi32(spread8(axis[a].cellOf8(x)), a));
+      key =
+          _mm256_or_si256(key, _mm256_slli_epi32(spreadLanes(axis[a].cellOf8(x), kSpreadSteps), a));
     }
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(keys), key);
   }
 #endif
 
  private:
-#if KRGEOM_SPATIAL_SSE2
   // Bit i of each lane's 10-bit number moved to bit 3i.
-  static __m128i spread4(__m128i x) {
-    x = _mm_and_si128(_mm_or_si128(x, _mm_slli_epi32(x, 16)), _mm_set1_epi32(0x030000ff));
-    x = _mm_and_si128(_mm_or_si128(x, _mm_slli_epi32(x, 8)), _mm_set1_epi32(0x0300f00f));
-    x = _mm_and_si128(_mm_or_si128(x, _mm_slli_epi32(x, 4)), _mm_set1_epi32(0x030c30c3));
-    return _mm_and_si128(_mm_or_si128(x, _mm_slli_epi32(x, 2)), _mm_set1_epi32(0x09249249));
-  }
-#endif
-#if KRGEOM_SPATIAL_AVX2
-  // spread4 on eight lanes.
-  __attribute__((target("avx2"))) static __m256i spread8(__m256i x) {
-    x = _mm256_and_si256(_mm256_or_si256(x, _mm256_slli_epi32(x, 16)),
-                         _mm256_set1_epi32(0x030000ff));
-    x = _mm256_and_si256(_mm256_or_si256(x, _mm256_slli_epi32(x, 8)),
-                         _mm256_set1_epi32(0x0300f00f));
-    x = _mm256_and_si256(_mm256_or_si256(x, _mm256_slli_epi32(x, 4)),
-                         _mm256_set1_epi32(0x030c30c3));
-    return _mm256_and_si256(_mm256_or_si256(x, _mm256_slli_epi32(x, 2)),
-                            _mm256_set1_epi32(0x09249249));
-  }
-#endif
+  static constexpr SpreadSteps kSpreadSteps = {{16, 8, 4, 2},
+                                               {0x030000ff, 0x0300f00f, 0x030c30c3, 0x09249249}};
 };
 
 // The cell number on axis a (0 to 2) of a key.

@@ -80,26 +80,9 @@ inline std::uint32_t spread(std::uint32_t x) {
   return (x | (x << 1)) & 0x55555555u;
 }
 
-#if KRGEOM_SPATIAL_SSE2
-// spread() on four lanes.
-inline __m128i spread4(__m128i x) {
-  x = _mm_and_si128(_mm_or_si128(x, _mm_slli_epi32(x, 8)), _mm_set1_epi32(0x00ff00ff));
-  x = _mm_and_si128(_mm_or_si128(x, _mm_slli_epi32(x, 4)), _mm_set1_epi32(0x0f0f0f0f));
-  x = _mm_and_si128(_mm_or_si128(x, _mm_slli_epi32(x, 2)), _mm_set1_epi32(0x33333333));
-  return _mm_and_si128(_mm_or_si128(x, _mm_slli_epi32(x, 1)), _mm_set1_epi32(0x55555555));
-}
-#endif
-
-#if KRGEOM_SPATIAL_AVX2
-// spread() on eight lanes; the processor must have AVX2.
-__attribute__((target("avx2"))) inline __m256i spread8(__m256i x) {
-  x = _mm256_and_si256(_mm256_or_si256(x, _mm256_slli_epi32(x, 8)), _mm256_set1_epi32(0x00ff00ff));
-  x = _mm256_and_si256(_mm256_or_si256(x, _mm256_slli_epi32(x, 4)), _mm256_set1_epi32(0x0f0f0f0f));
-  x = _mm256_and_si256(_mm256_or_si256(x, _mm256_slli_epi32(x, 2)), _mm256_set1_epi32(0x33333333));
-  return _mm256_and_si256(_mm256_or_si256(x, _mm256_slli_epi32(x, 1)),
-                          _mm256_set1_epi32(0x55555555));
-}
-#endif
+// spread() in lanes.
+constexpr SpreadSteps kSpreadSteps = {{8, 4, 2, 1},
+                                      {0x00ff00ff, 0x0f0f0f0f, 0x33333333, 0x55555555}};
 
 // Key levels for a node of `count` points: enough that a cell rarely needs more, with tables of
 // at most about 2 count edges per axis.
@@ -278,7 +261,9 @@ class Quadtree::Builder {
       const __m128 ys = _mm_shuffle_ps(a, b, _MM_SHUFFLE(3, 1, 3, 1));
       const __m128i ix = cx.cellOf4(xs), iy = cy.cellOf4(ys);
       const __m128i key =
-          _mm_sll_epi32(_mm_or_si128(spread4(ix), _mm_slli_epi32(spread4(iy), 1)), shiftBy);
+          _mm_sll_epi32(_mm_or_si128(spreadLanes(ix, kSpreadSteps),
+                                     _mm_slli_epi32(spreadLanes(iy, kSpreadSteps), 1)),
+                        shiftBy);
       if (stream)
         _mm_stream_si128(reinterpret_cast<__m128i*>(keys + i), key);
       else
@@ -325,8 +310,10 @@ class Quadtree::Builder {
       const __m256 xs = _mm256_shuffle_ps(a, b, _MM_SHUFFLE(2, 0, 2, 0));
       const __m256 ys = _mm256_shuffle_ps(a, b, _MM_SHUFFLE(3, 1, 3, 1));
       const __m256i ix = cx.cellOf8(xs), iy = cy.cellOf8(ys);
-      const __m256i mixed = _mm256_sll_epi32(
-          _mm256_or_si256(spread8(ix), _mm256_slli_epi32(spread8(iy), 1)), shiftBy);
+      const __m256i mixed =
+          _mm256_sll_epi32(_mm256_or_si256(spreadLanes(ix, kSpreadSteps),
+                                           _mm256_slli_epi32(spreadLanes(iy, kSpreadSteps), 1)),
+                           shiftBy);
       const __m256i key = _mm256_permute4x64_epi64(mixed, _MM_SHUFFLE(3, 1, 2, 0));
       if (stream)
         _mm256_stream_si256(reinterpret_cast<__m256i*>(keys + i), key);
